@@ -1,0 +1,128 @@
+// Version (ids 0 and 1) and Control (4203): the two functions of the frame itself. Both run while
+// the other functions are disabled.
+#include <cstring>
+
+#include "plugin/globals.h"
+#include "plugin/handlers.h"
+#include "plugin/params.h"
+#include "plugin/registry.h"
+#include "plugin/results.h"
+
+namespace {
+
+constexpr char kProductName[] = "Zerb File Plug-In";
+constexpr char kVersionString[] = "3.6.1";
+constexpr char kVersionNumber[] = "3610";
+
+#if defined(__x86_64__)
+constexpr char kPlatformInfo[] = "x86_64 Linux ELF";
+#elif defined(__aarch64__)
+constexpr char kPlatformInfo[] = "arm64 Linux ELF";
+#else
+constexpr char kPlatformInfo[] = "Linux ELF";
+#endif
+
+const std::string kDefaultAnswer = std::string(kProductName) + " " + kVersionString;
+
+struct ZbRegistrationSwitch {
+    const char *word;
+    short group;
+};
+constexpr ZbRegistrationSwitch kRegistrationSwitches[] = {
+    {"-RegisterSetMetaDataFunction", kZbGroupSetMetaData},
+    {"-RegisterGetDateLastAccessedFunction", kZbGroupLastAccessed},
+    {"-RegisterAsciiValueToTextFunction", kZbGroupAsciiValueToText},
+    {"-RegisterExecuteShellFunction", kZbGroupExecuteShell},
+    {"-RegisterCopyFolderFunction", kZbGroupCopyFolder},
+};
+
+// The settings switches: every one present is applied in order, and the last one sets the result.
+// Answers false when none was present.
+bool ApplySettingSwitches(const char *switches, std::string &answer) {
+    bool any = false;
+    if (XP_HasSwitch(switches, "-AliasBugWorkAroundOFF")) {
+        ZbFrameLock lock(gFrameMutex);
+        gAliasBugWorkAround = false;
+        answer = XP_OSErrLToCStr(0);
+        any = true;
+    }
+    if (XP_HasSwitch(switches, "-AliasBugWorkAroundON")) {
+        ZbFrameLock lock(gFrameMutex);
+        gAliasBugWorkAround = true;
+        answer = XP_OSErrLToCStr(0);
+        any = true;
+    }
+    for (const auto &s : kRegistrationSwitches) {
+        if (!XP_HasSwitch(switches, s.word)) continue;
+        answer = XP_OSErrLToCStr(ZbRegisterExtraFunctions(s.group));
+        any = true;
+    }
+    return any;
+}
+
+}  // namespace
+
+fmx::errcode ZbFile7_DoVersion(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                               fmx::Data &result) {
+    std::string answer = kDefaultAnswer;
+    if (parameters.Size() > 0) {
+        char switches[kZbSwitchesCapacity] = "";
+        unsigned long cursor = 0;
+        XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+        if (XP_HasSwitch(switches, "-getversionnumber"))
+            answer = kVersionNumber;
+        else if (XP_HasSwitch(switches, "-getversionstring"))
+            answer = kDefaultAnswer;
+        else if (XP_HasSwitch(switches, "-showplugininfo"))
+            answer = kPlatformInfo;
+        else
+            ApplySettingSwitches(switches, answer);
+    }
+    XP7_CStrToData(answer.c_str(), result, fmx::Text::kEncoding_ASCII_Mac);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoControl(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                               fmx::Data &result) {
+    char switches[kZbSwitchesCapacity] = "";
+    char password[kZbSwitchesCapacity] = "";
+    unsigned long cursor = 0;
+    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+    XP7_GetNextCStringFromVect(parameters, password, sizeof password, &cursor, fmx::Text::kEncoding_Native);
+
+    long code = 0;
+    const bool disable = XP_HasSwitch(switches, "DisableAllFunctions");
+    const bool enable = XP_HasSwitch(switches, "EnableAllFunctions");
+    const bool status = XP_HasSwitch(switches, "CurrentEnabledStatus");
+    const size_t passwordLength = std::strlen(password);
+    {
+        ZbFrameLock lock(gFrameMutex);
+        if (parameters.Size() == 0 || disable + enable + status != 1) {
+            code = kZbErrParameter;
+        } else if (status) {
+            XP7_CStrToData(gPassword.empty() ? "1" : "0", result);
+            return 0;
+        } else if (enable && gPassword.empty()) {
+            code = kZbErrNotDisabled;
+        } else if (passwordLength < 3 || passwordLength > 64) {
+            code = kZbErrPasswordLength;
+        } else if (disable) {
+            if (gPassword.empty())
+                gPassword = password;
+            else
+                code = kZbErrAlreadyDisabled;
+        } else if (gPassword == password) {  // byte for byte, letter case included
+            gPassword.clear();
+        } else {
+            code = kZbErrNotDisabled;
+        }
+    }
+    XP7_OSErrLToData(code, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoNotAvailable(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                    const fmx::DataVect & /*parameters*/, fmx::Data &result) {
+    XP7_OSErrLToData(kZbErrNotAvailable, result);
+    return 0;
+}

@@ -1,0 +1,15 @@
+// The host interface as the plug-in sees it: every wrapper class it uses.
+#ifndef ZERB_PLUGIN_FMX_H
+#define ZERB_PLUGIN_FMX_H
+
+#include "FMWrapper/FMXBinaryData.h"
+#include "FMWrapper/FMXCalcEngine.h"
+#include "FMWrapper/FMXData.h"
+#include "FMWrapper/FMXDateTime.h"
+#include "FMWrapper/FMXExtern.h"
+#include "FMWrapper/FMXFixPt.h"
+#include "FMWrapper/FMXText.h"
+#include "FMWrapper/FMXTextStyle.h"
+#include "FMWrapper/FMXTypes.h"
+
+#endif

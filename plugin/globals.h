@@ -1,0 +1,36 @@
+// Process-wide state of the frame. The host may call from several threads at once, so every
+// global below is read and written only while holding gFrameMutex.
+#ifndef ZERB_PLUGIN_GLOBALS_H
+#define ZERB_PLUGIN_GLOBALS_H
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+extern std::recursive_mutex gFrameMutex;
+
+using ZbFrameLock = std::lock_guard<std::recursive_mutex>;
+
+extern short gThisResPath;               // the block's second field, copied on every call
+extern short gHostExtnVersion;           // the version the host announced at init
+extern long gXP_StartupCount;            // init messages seen in this process
+extern std::string gStartupDiskNameAndColon;
+extern bool gNavServicesExists;          // file dialogs can be shown
+
+// Default file type list for the open-file dialog: room for ten four-character types.
+constexpr int kMaxDefaultTypes = 10;
+extern std::unique_ptr<std::array<uint32_t, kMaxDefaultTypes>> gDefaultFTypeListPtr;
+extern short gNumTypes;                  // entries used; -1 means no filter
+
+extern bool gAliasBugWorkAround;
+extern std::string gPassword;            // non-empty: every function except Version and Control is disabled
+
+// Four-character code with the first character in the high byte.
+constexpr uint32_t ZbFourCharCode(const char (&c)[5]) {
+    return uint32_t(uint8_t(c[0])) << 24 | uint32_t(uint8_t(c[1])) << 16 | uint32_t(uint8_t(c[2])) << 8 |
+           uint32_t(uint8_t(c[3]));
+}
+
+#endif

@@ -1,0 +1,20 @@
+// Handlers of the external functions, one per function (a handler may serve several ids and then
+// branches on the id it receives). Each sets its value or its error text in the result and
+// answers 0 to the host.
+#ifndef ZERB_PLUGIN_HANDLERS_H
+#define ZERB_PLUGIN_HANDLERS_H
+
+#include "plugin/fmx.h"
+
+using ZbHandler = fmx::errcode (*)(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                   fmx::Data &result);
+
+fmx::errcode ZbFile7_DoVersion(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                               fmx::Data &result);
+fmx::errcode ZbFile7_DoControl(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                               fmx::Data &result);
+// Stands in for every function whose work this build does not have: answers "$$-4221".
+fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                    fmx::Data &result);
+
+#endif

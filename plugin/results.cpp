@@ -1,0 +1,49 @@
+#include "plugin/results.h"
+
+#include <cstdio>
+
+std::string XP_OSErrLToCStr(long code) {
+    if (code == 0) return "0";
+    return "$$" + std::to_string(code);
+}
+
+void XP7_OSErrLToTxt(long code, fmx::TextUniquePtr &text) {
+    text->Assign(XP_OSErrLToCStr(code).c_str(), fmx::Text::kEncoding_ASCII_Mac);
+}
+
+void XP7_OSErrLToData(long code, fmx::Data &result) {
+    fmx::TextUniquePtr text;
+    XP7_OSErrLToTxt(code, text);
+    fmx::LocaleUniquePtr locale;
+    result.SetAsText(*text, *locale);
+}
+
+void XP7_CStrToData(const char *text, fmx::Data &result, fmx::Text::Encoding encoding) {
+    fmx::TextUniquePtr t;
+    t->Assign(text, encoding);
+    fmx::LocaleUniquePtr locale;
+    result.SetAsText(*t, *locale);
+}
+
+long XP7_WinToMacOSErr(long code) {
+    switch (code) {
+    case 0: return 0;
+    case 2: return -43;    // file not found
+    case 3: return -120;   // directory not found
+    case 5: return -47;    // access denied: file busy
+    case 38: return -39;   // end of file
+    case 80:
+    case 183: return -48;  // duplicate file name
+    case 87: return -50;   // parameter error
+    default: return code;
+    }
+}
+
+void XP_DisplayMessage(int alertId, int number) {
+    const char *text = alertId == kZbAlertSystemTooOld
+                           ? "Zerb File Plug-In needs a newer version of the system's libraries."
+                           : "Zerb File Plug-In could not start its file layer (error %d).";
+    std::fprintf(stderr, "Zerb File Plug-In alert %d: ", alertId);
+    std::fprintf(stderr, text, number);
+    std::fputc('\n', stderr);
+}
