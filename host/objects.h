@@ -55,6 +55,9 @@ struct BinaryObj {
     // Streams begun with AddBegin and not yet finished, by context number.
     std::vector<std::pair<uint32_t, Stream>> pending;
     uint32_t nextContext = 1;
+    // The pending stream a named constructor began: when it finishes, its image header (if any)
+    // also gives the SIZE stream. 0: none.
+    uint32_t describedContext = 0;
 };
 
 // A calculation value: its native type plus the value in that type. The As* accessors convert on
