@@ -31,6 +31,8 @@ struct RegisteredFunction {
 std::vector<RegisteredFunction> RegisteredFunctions();
 // Look-up by name, ignoring the case of ASCII letters as the host's calculation engine does.
 std::optional<RegisteredFunction> FindFunction(std::u16string_view name);
+// Test hook: empties the registry, as a fresh host process starts.
+void ForgetAllFunctions();
 // Test hook: registering this function id answers the given host error (0 clears the hook).
 void FailRegistrationOf(int16_t functionId, int16_t error);
 // Current application version text handed to the plug-in at init.

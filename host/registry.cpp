@@ -40,6 +40,11 @@ std::optional<RegisteredFunction> FindFunction(std::u16string_view name) {
     return std::nullopt;
 }
 
+void ForgetAllFunctions() {
+    std::lock_guard lock(gRegistryLock);
+    gFunctions.clear();
+}
+
 void FailRegistrationOf(int16_t functionId, int16_t error) {
     std::lock_guard lock(gRegistryLock);
     if (error == 0)

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Installs what building and testing need, from Debian/Ubuntu packages, when it is missing.
+set -euo pipefail
+packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
+fi

@@ -1,0 +1,76 @@
+// Loads a fresh copy of the built plug-in into the host emulator for each test, so that every
+// test starts from a plug-in that has just been loaded (its globals at their defaults).
+#ifndef ZERB_TESTS_PLUGIN_HARNESS_H
+#define ZERB_TESTS_PLUGIN_HARNESS_H
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <initializer_list>
+#include <string>
+
+#include "host/host_api.h"
+#include "host/objects.h"
+#include "plugin/fmx.h"
+
+namespace zerbtest {
+
+inline fmx::DataUniquePtr TextData(const std::string &utf8) {
+    fmx::DataUniquePtr d;
+    fmx::TextUniquePtr t;
+    t->Assign(utf8.c_str(), fmx::Text::kEncoding_UTF8);
+    fmx::LocaleUniquePtr locale;
+    d->SetAsText(*t, *locale);
+    return d;
+}
+
+inline std::string TextOf(const fmx::Data &d) {
+    const fmx::Text &t = d.GetAsText();
+    std::u16string s(t.GetSize(), u'\0');
+    if (!s.empty()) t.GetUnicode(reinterpret_cast<fmx::uint16 *>(s.data()), 0, fmx::uint32(s.size()));
+    return zhost::ToUtf8(s);
+}
+
+class PluginTest : public ::testing::Test {
+protected:
+    void SetUp() override { Load(kCurrentExtnVersion); }
+    void TearDown() override {
+        plugin.reset();
+        std::filesystem::remove(copy);
+        zhost::ForgetAllFunctions();
+    }
+
+    // A copy of its own, so that dlopen gives this test a plug-in with fresh globals.
+    void Load(int16_t extnVersion) {
+        plugin.reset();
+        zhost::ForgetAllFunctions();
+        if (copy.empty()) {
+            static int serial = 0;
+            copy = std::filesystem::temp_directory_path() /
+                   ("zerb-test-" + std::to_string(getpid()) + "-" + std::to_string(++serial) + ".fmx");
+            std::filesystem::copy_file(ZERB_PLUGIN_PATH, copy, std::filesystem::copy_options::overwrite_existing);
+        }
+        std::string error;
+        plugin = zhost::Plugin::Load(copy.string(), extnVersion, error);
+        loadError = error;
+    }
+
+    // Calls a function by name with text parameters and answers the result as UTF-8.
+    std::string Call(const std::string &name, std::initializer_list<std::string> parameters = {}) {
+        fmx::DataVectUniquePtr vect;
+        for (const auto &p : parameters) vect->PushBack(*TextData(p));
+        fmx::DataUniquePtr result;
+        const auto status = zhost::CallFunction(zhost::FromUtf8(name), *vect, *result);
+        if (status != zhost::CallStatus::ok) return "<call status " + std::to_string(int(status)) + ">";
+        return TextOf(*result);
+    }
+
+    std::unique_ptr<zhost::Plugin> plugin;
+    std::filesystem::path copy;
+    std::string loadError;
+};
+
+}  // namespace zerbtest
+
+#endif
