@@ -13,6 +13,10 @@ fmx::errcode ZbFile7_DoVersion(short functionId, const fmx::ExprEnv &env, const 
                                fmx::Data &result);
 fmx::errcode ZbFile7_DoControl(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                fmx::Data &result);
+fmx::errcode ZbFile7_DoConvertFromFMText_ToFMText(short functionId, const fmx::ExprEnv &env,
+                                                  const fmx::DataVect &parameters, fmx::Data &result);
+fmx::errcode ZbFile7_DoAsciiValueToText(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                        fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

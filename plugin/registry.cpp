@@ -26,8 +26,8 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4201, 2, 2, kNotAvailable},      // AppendContents
     {4202, 1, 3, kNotAvailable},      // ContentsDialog
     {4203, 1, 2, ZbFile7_DoControl},  // Control
-    {4204, 2, 2, kNotAvailable},      // ConvertFromFMText
-    {4205, 2, 2, kNotAvailable},      // ConvertToFMText
+    {4204, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertFromFMText
+    {4205, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertToFMText
     {4210, 3, 3, kNotAvailable},      // CopyFile
     {4211, 2, 2, kNotAvailable},      // CreateFile
     {4212, 2, 2, kNotAvailable},      // CreateFolder
@@ -87,7 +87,7 @@ constexpr ZbGroup kGroups[] = {
     {kZbGroupLastAccessed,
      {{4291, 2, 2, kNotAvailable}, {4292, 2, 2, kNotAvailable}, {4293, 2, 2, kNotAvailable}},
      3},
-    {kZbGroupAsciiValueToText, {{4294, 2, 3, kNotAvailable}}, 1},
+    {kZbGroupAsciiValueToText, {{4294, 2, 3, ZbFile7_DoAsciiValueToText}}, 1},
     {kZbGroupExecuteShell, {{4295, 2, 2, kNotAvailable}}, 1},
     {kZbGroupCopyFolder, {{4296, 3, 3, kNotAvailable}}, 1},
 };
