@@ -77,7 +77,7 @@ TEST(TextToBytes, BytesOnlyAndHostEncodings) {
     e = Units(std::u16string(u"\u00E9\u20AC\0z", 4));
     unsigned char block[8];
     unsigned long len = 0;
-    fmx::Text::Encoding bytesOnly = kZbEncodingBytesOnly;
+    ZbTextEncoding bytesOnly = kZbEncodingBytesOnly;
     XP7_TxtToBlock(e, bytesOnly, sizeof block, block, &len);
     EXPECT_EQ(std::string(reinterpret_cast<char *>(block), len), std::string("\xE9?\0z", 4));
     EXPECT_EQ(XP7_GetOneByte(e, 4, 1), '?');

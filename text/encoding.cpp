@@ -29,26 +29,26 @@ constexpr const char *kEncodingSwitches[] = {
     "-Encoding=ISO_8859_15"};
 
 // Decodes bytes into t (replacing it); BytesOnly is ours, the host never sees it.
-void DecodeInto(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::Text::Encoding e) {
+void DecodeInto(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e) {
     if (e == kZbEncodingBytesOnly) {
         std::u16string units(n, u'\0');
         for (size_t k = 0; k < n; ++k) units[k] = static_cast<unsigned char>(p[k]);
         XP7_UnitsToTxt(units, t);
     } else {
-        t->AssignWithLength(p, fmx::uint32(n), e);
+        t->AssignWithLength(p, fmx::uint32(n), static_cast<fmx::Text::Encoding>(e));
     }
 }
 
 }  // namespace
 
-fmx::Text::Encoding XP7_GetEncodingSwitch(const char *switches, fmx::Text::Encoding defaultEncoding) {
+ZbTextEncoding XP7_GetEncodingSwitch(const char *switches, ZbTextEncoding defaultEncoding) {
     if (!XP_HasSwitch(switches, "-Encoding=")) return defaultEncoding;
     for (size_t k = 0; k < std::size(kEncodingSwitches); ++k)
-        if (XP_HasSwitch(switches, kEncodingSwitches[k])) return static_cast<fmx::Text::Encoding>(k);
+        if (XP_HasSwitch(switches, kEncodingSwitches[k])) return static_cast<ZbTextEncoding>(k);
     return defaultEncoding;
 }
 
-bool XP7_IsOneCharIsOneByteEncoding(fmx::Text::Encoding encoding) {
+bool XP7_IsOneCharIsOneByteEncoding(ZbTextEncoding encoding) {
     return encoding == fmx::Text::kEncoding_ASCII_DOS || encoding == fmx::Text::kEncoding_ASCII_Windows ||
            encoding == fmx::Text::kEncoding_ASCII_Mac || encoding == kZbEncodingBytesOnly;
 }
@@ -70,17 +70,17 @@ void XP7_UnitsToTxt(const std::u16string &units, fmx::TextUniquePtr &t, bool app
     }
 }
 
-void XP7_CStrToTxt(const char *s, fmx::TextUniquePtr &t, fmx::Text::Encoding e) {
+void XP7_CStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e) {
     DecodeInto(s, std::strlen(s), t, e);
 }
 
-void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, fmx::Text::Encoding e) {
+void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e) {
     fmx::TextUniquePtr decoded;
     XP7_CStrToTxt(s, decoded, e);
     t->AppendText(*decoded);
 }
 
-void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, fmx::Text::Encoding e) {
+void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e) {
     const auto byte = static_cast<unsigned char>(c);
     if (e == fmx::Text::kEncoding_ASCII_Mac) {
         if (byte == 0xF0) return XP7_AppendUTF32CharToTxt(0xF8FF, t);  // the Apple logo
@@ -95,7 +95,7 @@ void XP7_AppendMacASCIICharToTxt(unsigned char c, fmx::TextUniquePtr &t) {
     XP7_AppendUTF32CharToTxt(XP7_FMP6MacAsciiToUni(c), t);
 }
 
-void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::Text::Encoding e,
+void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
                     unsigned char append) {
     if (n == 0) return;
     if (!append) return DecodeInto(p, n, t, e);
@@ -104,7 +104,7 @@ void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::
     t->AppendText(*decoded);
 }
 
-long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::Text::Encoding e,
+long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
                           unsigned char /*flag*/) {
     if (n == 0) return 0;
     fmx::TextUniquePtr decoded;
@@ -122,11 +122,12 @@ unsigned char XP7_GetOneByte(const fmx::TextUniquePtr &t, unsigned long size, un
 }
 
 void XP7_TxtToCStr(const fmx::TextUniquePtr &t, unsigned long start, unsigned long count, unsigned long size,
-                   char *buf, fmx::Text::Encoding e) {
+                   char *buf, ZbTextEncoding e) {
     if (e != kZbEncodingBytesOnly) {
         if (size == 0) return;
         t->GetBytes(buf, fmx::uint32(size), fmx::uint32(start),
-                    count >= 0xFFFFFFFFul ? fmx::uint32(fmx::Text::kSize_End) : fmx::uint32(count), e);
+                    count >= 0xFFFFFFFFul ? fmx::uint32(fmx::Text::kSize_End) : fmx::uint32(count),
+                    static_cast<fmx::Text::Encoding>(e));
         return;
     }
     const std::u16string units = XP7_TxtToUnits(*t);
@@ -145,10 +146,11 @@ void XP7_TxtToBlock_ASCII(const fmx::TextUniquePtr &t, unsigned long max, unsign
     *len = n;
 }
 
-void XP7_TxtToBlock(const fmx::TextUniquePtr &t, fmx::Text::Encoding &e, unsigned long size, unsigned char *buf,
+void XP7_TxtToBlock(const fmx::TextUniquePtr &t, ZbTextEncoding &e, unsigned long size, unsigned char *buf,
                     unsigned long *len) {
     if (e == kZbEncodingBytesOnly) return XP7_TxtToBlock_ASCII(t, size, buf, len);
-    *len = t->GetBytesEx(reinterpret_cast<char *>(buf), fmx::uint32(size), 0, fmx::Text::kSize_End, e);
+    *len = t->GetBytesEx(reinterpret_cast<char *>(buf), fmx::uint32(size), 0, fmx::Text::kSize_End,
+                         static_cast<fmx::Text::Encoding>(e));
 }
 
 long XP7_UniStrToCStrSimple(const unsigned short *s, char *out, unsigned long max) {

@@ -6,38 +6,41 @@
 
 #include "plugin/fmx.h"
 
-// The plug-in's own encoding value: one character is one byte (its low 8 bits), no conversion.
-constexpr fmx::Text::Encoding kZbEncodingBytesOnly = static_cast<fmx::Text::Encoding>(4200);
+// The encoding of a call: a host encoding (fmx::Text::Encoding, 0 to 36) or the plug-in's own
+// BytesOnly, which the host's enumeration cannot hold.
+using ZbTextEncoding = int;
+// One character is one byte (its low 8 bits), no conversion.
+constexpr ZbTextEncoding kZbEncodingBytesOnly = 4200;
 
 // Enables the ASCII_Mac overrides of XP7_AppendCharToTxt (0xBD is omega, 0xF0 the Apple logo).
 extern unsigned char gBetterEncoding_ASCII_Mac;
 
 // The encoding chosen by "-Encoding=<name>" in the switches, or the default.
-fmx::Text::Encoding XP7_GetEncodingSwitch(const char *switches, fmx::Text::Encoding defaultEncoding);
+ZbTextEncoding XP7_GetEncodingSwitch(const char *switches, ZbTextEncoding defaultEncoding);
 // True for ASCII_DOS, ASCII_Windows, ASCII_Mac and BytesOnly.
-bool XP7_IsOneCharIsOneByteEncoding(fmx::Text::Encoding encoding);
+bool XP7_IsOneCharIsOneByteEncoding(ZbTextEncoding encoding);
 
-void XP7_CStrToTxt(const char *s, fmx::TextUniquePtr &t, fmx::Text::Encoding e);
-void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, fmx::Text::Encoding e);
-void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, fmx::Text::Encoding e);
+void XP7_CStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e);
+void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e);
+void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e);
 void XP7_AppendMacASCIICharToTxt(unsigned char c, fmx::TextUniquePtr &t);
 // Decodes exactly n bytes (zero bytes included); append 0 replaces t. n of 0 leaves t untouched.
-void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::Text::Encoding e,
+void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
                     unsigned char append);
 // Appends n decoded bytes; -302 when n is not 0 but nothing decodes.
-long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, fmx::Text::Encoding e,
+long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
                           unsigned char flag);
 // Characters start .. start+count-1 (count 0xFFFFFFFF: to the end) as a zero-terminated byte string
 // in buf. BytesOnly writes at most size bytes and a zero (buf holds size + 1); other encodings
 // write at most size - 1 bytes and a zero.
 void XP7_TxtToCStr(const fmx::TextUniquePtr &t, unsigned long start, unsigned long count, unsigned long size,
-                   char *buf, fmx::Text::Encoding e);
+                   char *buf, ZbTextEncoding e);
 // The character at pos as one byte: its code below 256, else "?" (also when pos >= size).
 unsigned char XP7_GetOneByte(const fmx::TextUniquePtr &t, unsigned long size, unsigned long pos);
 // One XP7_GetOneByte byte per character, at most max, no terminator.
 void XP7_TxtToBlock_ASCII(const fmx::TextUniquePtr &t, unsigned long max, unsigned char *buf, unsigned long *len);
 // The whole text through the host's conversion in e, at most size bytes.
-void XP7_TxtToBlock(const fmx::TextUniquePtr &t, fmx::Text::Encoding &e, unsigned long size, unsigned char *buf,
+void XP7_TxtToBlock(const fmx::TextUniquePtr &t, ZbTextEncoding &e, unsigned long size, unsigned char *buf,
                     unsigned long *len);
 // 7-bit copies; other characters become "*".
 long XP7_UniStrToCStrSimple(const unsigned short *s, char *out, unsigned long max);

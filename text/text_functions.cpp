@@ -48,7 +48,7 @@ int ZbFile7_GetNextASCIIValue(const fmx::TextUniquePtr &list, const fmx::TextUni
     return 1;
 }
 
-void ZbFile7_AppendByteCharToTxt(unsigned char c, fmx::TextUniquePtr &t, fmx::Text::Encoding e,
+void ZbFile7_AppendByteCharToTxt(unsigned char c, fmx::TextUniquePtr &t, ZbTextEncoding e,
                                  unsigned char better) {
     const unsigned char saved = gBetterEncoding_ASCII_Mac;
     gBetterEncoding_ASCII_Mac = better;
@@ -65,7 +65,7 @@ fmx::errcode ZbFile7_DoAsciiValueToText(short /*functionId*/, const fmx::ExprEnv
     char switches[kZbSwitchesCapacity] = "";
     unsigned long cursor = 0;
     XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-    const fmx::Text::Encoding encoding = XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+    const ZbTextEncoding encoding = XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
     fmx::TextUniquePtr list, separator;
     XP7_GetNextTxtFromVect(parameters, list, &cursor);
     separator->Assign(" ", fmx::Text::kEncoding_ASCII_Mac);
