@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# Builds the libFuzzer targets with clang into build-fuzz/ and runs each for a few seconds
+# (ZERB_FUZZ_SECONDS, default 10), starting from its committed corpus. New inputs go to a scratch
+# folder; a crash leaves its input in build-fuzz/ and fails the script.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+bash "$root/scripts/setup.sh"
+packages=(clang libclang-rt-14-dev)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}"
+fi
+
+build="$root/build-fuzz"
+cmake -S "$root" -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DZERB_FUZZ=ON -DZERB_TESTS=OFF \
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" -j2 --target fuzzers
+
+seconds=${ZERB_FUZZ_SECONDS:-10}
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+for target in utf8 hex base64 container; do
+  mkdir -p "$scratch/$target"
+  dict=()
+  [ -f "$root/fuzz/$target.dict" ] && dict=(-dict="$root/fuzz/$target.dict")
+  echo "fuzzing $target for ${seconds}s"
+  "$build/fuzz_$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=65536 \
+    -print_final_stats=1 -artifact_prefix="$build/crash-$target-" "${dict[@]}" \
+    "$scratch/$target" "$root/fuzz/corpus/$target" 2>"$scratch/$target.log" ||
+    { tail -50 "$scratch/$target.log"; exit 1; }
+  grep -E '^stat::number_of_executed_units|^#[0-9]+ *DONE' "$scratch/$target.log" | tail -2 || true
+done
