@@ -140,27 +140,32 @@ void BenchBase64(size_t megabytes, const std::filesystem::path &dir) {
     }
     Report("base64 decode", double(n), oursDecode, "base64(1)", theirsDecode);
 
-    // The host-text path: a base64 text of the same data decoded through XP7_Base64TxtToTxt to hex.
+    // The host-text path: the same base64 as a host text, decoded into a text of one character per
+    // byte, and encoded back from that text.
     std::u16string units(text.begin(), text.begin() + long(textLen));
-    fmx::TextUniquePtr src, out;
+    fmx::TextUniquePtr src, chars, again;
     XP7_UnitsToTxt(units, src);
     const double textDecode = Best([&] {
-        if (XP7_Base64TxtToTxt(src, 0, fmx::Text::kEncoding_ASCII_Mac, kZbFormHex, out) != 0) std::abort();
+        if (XP7_Base64TxtToTxt(src, 0, fmx::Text::kEncoding_ASCII_Mac, kZbFormChars, chars) != 0) std::abort();
     });
-    Report("base64 decode, host text to hex text", double(n), textDecode, "base64(1)", theirsDecode);
+    Report("base64 decode, host text to host text", double(n), textDecode, "base64(1)", theirsDecode);
+    const double textEncode = Best([&] {
+        if (XP7_TxtToBase64Txt(chars, kZbFormChars, fmx::Text::kEncoding_ASCII_Mac, lineLen, again) != 0) std::abort();
+    });
+    Report("base64 encode, host text to host text", double(n), textEncode, "base64(1)", theirsEncode);
 }
 
 // ---- (b) line ends ----
 
 void BenchLineEnds(size_t megabytes) {
-    // Lines of 20 to 60 characters, ended by CR LF and LF in turn.
+    // Lines of 8 to 40 characters, ended by CR LF and LF in turn.
     const size_t n = megabytes * 1000000 / 2;  // UTF-16 units: megabytes of storage
     std::u16string units;
     units.reserve(n + 64);
     Random rng;
     size_t lines = 0;
     while (units.size() < n) {
-        const size_t length = 20 + rng.Next() % 41;
+        const size_t length = 8 + rng.Next() % 33;
         for (size_t k = 0; k < length; ++k) units.push_back(char16_t(u'a' + rng.Next() % 26));
         if (++lines % 2) units.push_back(u'\r');
         units.push_back(u'\n');
@@ -182,7 +187,7 @@ void BenchLineEnds(size_t megabytes) {
         fmx::TextUniquePtr c;
         c->AssignUnicodeWithLength(reinterpret_cast<const fmx::uint16 *>(buf.data()), fmx::uint32(buf.size()));
     });
-    std::printf("line ends: %zu characters, %zu line ends\n", units.size(), lines);
+    std::printf("line ends: %zu characters (%.0f MB), %zu line ends\n", units.size(), bytes / 1e6, lines);
     Report("line ends mode 9", bytes, ours, "plain copy (SetText)", copy);
     Report("line ends mode 9", bytes, ours, "copy via GetUnicode+AssignUnicode", viaUnicode);
 }

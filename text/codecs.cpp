@@ -94,45 +94,43 @@ const std::array<char16_t, 256> &MacRomanUnits() {
     return table;
 }
 
-// Code point -> Mac OS Roman byte for the upper half, sorted by code point for a binary search.
-struct CodeToByte {
-    uint32_t code;
-    uint8_t byte;
-};
-std::array<CodeToByte, 128> MakeMacRomanBytes() {
-    std::array<CodeToByte, 128> t{};
-    for (unsigned b = 128; b < 256; ++b) t[b - 128] = {XP7_FMP6MacAsciiToUnicodeChars[b - 128], uint8_t(b)};
-    std::sort(t.begin(), t.end(), [](const CodeToByte &x, const CodeToByte &y) { return x.code < y.code; });
+// The Mac OS Roman byte of every basic-plane code point, "*" where the set has none: one look-up
+// per character.
+std::vector<uint8_t> MakeMacRomanBytes() {
+    std::vector<uint8_t> t(0x10000, uint8_t('*'));
+    for (unsigned u = 0; u < 128; ++u) t[u] = uint8_t(u);
+    for (unsigned b = 128; b < 256; ++b) {
+        const uint32_t code = XP7_FMP6MacAsciiToUnicodeChars[b - 128];
+        if (code < t.size()) t[code] = uint8_t(b);
+    }
     return t;
 }
-
-// The Mac OS Roman byte of a code point, or "*" when the set has none.
-uint8_t MacRomanByte(uint32_t code) {
-    if (code < 0x80) return uint8_t(code);
-    static const std::array<CodeToByte, 128> table = MakeMacRomanBytes();
-    const auto it = std::lower_bound(table.begin(), table.end(), code,
-                                     [](const CodeToByte &e, uint32_t c) { return e.code < c; });
-    return it != table.end() && it->code == code ? it->byte : uint8_t('*');
+const std::vector<uint8_t> &MacRomanBytes() {
+    static const std::vector<uint8_t> table = MakeMacRomanBytes();
+    return table;
 }
 
 // Each character of a text as its Mac OS Roman byte, reading surrogate pairs as one character
 // (a malformed one reads as the error character) and, when asked, "\0" as a zero byte and "\\" as
 // one backslash. A backslash before anything else, or at the end, stands for itself.
 void UnitsToMacRoman(std::u16string_view units, bool escapes, std::vector<unsigned char> &out) {
-    out.clear();
-    out.reserve(units.size());
+    const std::vector<uint8_t> &table = MacRomanBytes();
+    out.resize(units.size());
+    size_t o = 0;
     const unsigned long n = units.size();
     for (unsigned long i = 0; i < n; ++i) {
         const char16_t u = units[i];
         if (escapes && u == u'\\' && i + 1 < n && (units[i + 1] == u'0' || units[i + 1] == u'\\')) {
-            out.push_back(units[i + 1] == u'0' ? 0 : '\\');
+            out[o++] = units[i + 1] == u'0' ? 0 : '\\';
             ++i;
         } else if (u >= 0xD800 && u <= 0xDFFF) {
-            out.push_back(MacRomanByte(XP7_UnitsUTF32Char(units.data(), n, &i)));
+            const unsigned long c = XP7_UnitsUTF32Char(units.data(), n, &i);
+            out[o++] = c < table.size() ? table[c] : uint8_t('*');
         } else {
-            out.push_back(MacRomanByte(u));
+            out[o++] = table[u];
         }
     }
+    out.resize(o);
 }
 
 // ---- base64 ----
@@ -579,13 +577,18 @@ long XP7_Base64TxtToTxt(const fmx::TextUniquePtr &src, unsigned char escapes, Zb
         ZbHexEncode(bytes.data(), bytes.size(), text);
     } else {
         const auto &units = MacRomanUnits();
-        text.reserve(bytes.size());
-        for (const unsigned char b : bytes) {
-            if (escapes != 0 && (b == 0 || b == '\\')) {
-                text.push_back(u'\\');
-                text.push_back(b == 0 ? u'0' : u'\\');
-            } else {
-                text.push_back(units[b]);
+        if (escapes == 0) {
+            text.resize(bytes.size());
+            for (size_t i = 0; i < bytes.size(); ++i) text[i] = units[bytes[i]];
+        } else {
+            text.reserve(bytes.size());
+            for (const unsigned char b : bytes) {
+                if (b == 0 || b == '\\') {
+                    text.push_back(u'\\');
+                    text.push_back(b == 0 ? u'0' : u'\\');
+                } else {
+                    text.push_back(units[b]);
+                }
             }
         }
     }
