@@ -1,33 +1,158 @@
+// The volume table, built from /proc/self/mountinfo. The file stays open: the kernel flags it
+// (POLLPRI | POLLERR) whenever the mount table of its namespace changes, so a look-up costs two
+// cheap system calls (getpid, poll) and the file is read again only after a change.
 #include <dirent.h>
+#include <fcntl.h>
 #include <limits.h>
+#include <poll.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <charconv>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
+#include <mutex>
 
 #include "platform/volumes.h"
 
 namespace {
 
-// The device the root file system is mounted from, from the process's mount table.
-std::string RootDevice() {
-    std::ifstream in("/proc/self/mountinfo");
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream fields(line);
-        std::string id, parent, devno, root, mountPoint;
-        fields >> id >> parent >> devno >> root >> mountPoint;
-        if (mountPoint != "/") continue;
-        const auto dash = line.find(" - ");
-        if (dash == std::string::npos) continue;
-        std::istringstream tail(line.substr(dash + 3));
-        std::string fsType, source;
-        tail >> fsType >> source;
-        return source;
+struct Fd {
+    int fd = -1;
+    Fd() = default;
+    Fd(const Fd &) = delete;
+    Fd &operator=(const Fd &) = delete;
+    ~Fd() { Reset(); }
+    void Reset(int newFd = -1) {
+        if (fd >= 0) close(fd);
+        fd = newFd;
     }
-    return {};
+};
+
+int OpenMountInfo() { return open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC); }
+
+// The whole file, from offset 0. False when reading fails.
+bool ReadAll(int fd, std::string &text) {
+    text.resize(size_t(1) << 16);
+    size_t used = 0;
+    for (;;) {
+        if (used == text.size()) text.resize(text.size() * 2);
+        const ssize_t n = pread(fd, text.data() + used, text.size() - used, off_t(used));
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return false;
+        if (n == 0) break;
+        used += size_t(n);
+    }
+    text.resize(used);
+    return true;
+}
+
+// mountinfo writes space, tab, newline and backslash in paths as octal escapes ("\040").
+std::string UnescapeOctal(std::string_view s) {
+    std::string out;
+    out.reserve(s.size());
+    const auto octal = [&](size_t k) { return s[k] >= '0' && s[k] <= '7'; };
+    for (size_t i = 0; i < s.size(); ++i) {
+        if (s[i] == '\\' && i + 3 < s.size() && octal(i + 1) && octal(i + 2) && octal(i + 3)) {
+            out += char((s[i + 1] - '0') * 64 + (s[i + 2] - '0') * 8 + (s[i + 3] - '0'));
+            i += 3;
+        } else {
+            out += s[i];
+        }
+    }
+    return out;
+}
+
+// The text up to the next separator (or the end); `s` keeps what follows the separator.
+std::string_view Cut(std::string_view &s, char separator) {
+    const size_t at = s.find(separator);
+    const std::string_view head = s.substr(0, at);
+    s.remove_prefix(at == std::string_view::npos ? s.size() : at + 1);
+    return head;
+}
+
+bool ParseInt(std::string_view s, int &value) {
+    const auto [end, error] = std::from_chars(s.data(), s.data() + s.size(), value);
+    return error == std::errc() && end == s.data() + s.size();
+}
+
+struct Mount {
+    int id = 0;
+    int parent = 0;
+    std::string device;  // "major:minor"
+    std::string mountPoint;
+    std::string source;
+};
+
+// Lines: id parent major:minor root mount-point options [optional fields...] - type source options.
+std::vector<Mount> ParseMountInfo(std::string_view text) {
+    std::vector<Mount> mounts;
+    while (!text.empty()) {
+        std::string_view line = Cut(text, '\n');
+        Mount m;
+        const bool numbers = ParseInt(Cut(line, ' '), m.id) && ParseInt(Cut(line, ' '), m.parent);
+        m.device = Cut(line, ' ');
+        Cut(line, ' ');  // root of the mount within its file system
+        const std::string_view mountPoint = Cut(line, ' ');
+        std::string_view field;
+        do field = Cut(line, ' ');
+        while (field != "-" && !line.empty());
+        if (!numbers || field != "-" || mountPoint.empty() || mountPoint[0] != '/') continue;
+        Cut(line, ' ');  // file-system type
+        m.mountPoint = UnescapeOctal(mountPoint);
+        m.source = UnescapeOctal(Cut(line, ' '));
+        mounts.push_back(std::move(m));
+    }
+    return mounts;
+}
+
+// Whole components: "/media/USB2" is not at or below "/media/USB".
+bool AtOrBelow(std::string_view path, std::string_view top) {
+    if (top == "/") return true;
+    return path.starts_with(top) && (path.size() == top.size() || path[top.size()] == '/');
+}
+
+// Directly inside /Volumes, /media or /mnt, or inside /media/<user> or /run/media/<user>.
+bool IsVolumeMountPoint(std::string_view mountPoint) {
+    const size_t slash = mountPoint.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 == mountPoint.size()) return false;
+    const std::string_view folder = mountPoint.substr(0, slash);
+    if (folder == "/Volumes" || folder == "/media" || folder == "/mnt") return true;
+    const size_t user = folder.rfind('/');
+    if (user == std::string_view::npos || user + 1 == folder.size()) return false;
+    const std::string_view above = folder.substr(0, user);
+    return above == "/media" || above == "/run/media";
+}
+
+// A mount is hidden when a later entry of the table sits on the same mount point, or on a folder
+// above it without being one of its ancestors: that entry was mounted over it.
+bool IsHidden(const std::vector<Mount> &mounts, size_t index) {
+    const Mount &m = mounts[index];
+    const auto isAncestor = [&](int id) {
+        int parent = m.parent;
+        for (size_t steps = 0; steps < mounts.size() && parent != id; ++steps) {  // bounded: ids may loop
+            const auto it = std::find_if(mounts.begin(), mounts.end(), [&](const Mount &p) { return p.id == parent; });
+            if (it == mounts.end()) return false;
+            parent = it->parent;
+        }
+        return parent == id;
+    };
+    for (size_t j = index + 1; j < mounts.size(); ++j) {
+        const Mount &later = mounts[j];
+        if (AtOrBelow(m.mountPoint, later.mountPoint) && (later.mountPoint == m.mountPoint || !isAncestor(later.id)))
+            return true;
+    }
+    return false;
+}
+
+// Volume names show ":" as "/", as colon paths do.
+std::string VolumeName(std::string_view component) {
+    std::string name(component);
+    std::replace(name.begin(), name.end(), ':', '/');
+    return name;
 }
 
 // Labels in /dev/disk/by-label are escaped as \xNN.
@@ -45,9 +170,19 @@ std::string UnescapeLabel(const std::string &s) {
     return out;
 }
 
-}  // namespace
+// The device the root file system is mounted from (the visible, i.e. last, entry for "/").
+std::string RootDevice() {
+    Fd file;
+    file.Reset(OpenMountInfo());
+    std::string text;
+    if (file.fd < 0 || !ReadAll(file.fd, text)) return {};
+    std::string device;
+    for (const Mount &m : ParseMountInfo(text))
+        if (m.mountPoint == "/") device = m.source;
+    return device;
+}
 
-std::string Zb7_PlatformStartupVolumeName() {
+std::string ReadStartupVolumeName() {
     const std::string device = RootDevice();
     char resolved[PATH_MAX];
     if (!device.empty() && device[0] == '/' && realpath(device.c_str(), resolved)) {
@@ -61,9 +196,167 @@ std::string Zb7_PlatformStartupVolumeName() {
             char linked[PATH_MAX];
             if (realpath(link.c_str(), linked) && target == linked) {
                 const std::string label = UnescapeLabel(e->d_name);
-                if (!label.empty()) return label;
+                if (!label.empty()) return VolumeName(label);
             }
         }
     }
     return "Startup Disk";
+}
+
+struct Entry {
+    ZbVolume volume;
+    int mountId = 0;
+    // With the id, the device and the mount point tell a new mount from an unmounted one whose id
+    // and device number the kernel gave out again (it hands out the lowest free ones).
+    std::string device;
+};
+
+struct Table {
+    std::mutex mutex;
+    Fd mountInfo;
+    pid_t openedBy = 0;
+    bool stale = true;         // the mount table changed since it was last read
+    bool mountsKnown = false;  // false when /proc could not be read: only the startup volume
+    ZbVolume startup{kZbStartupVRefNum, Zb7_PlatformStartupVolumeName(), "/"};
+    std::vector<Entry> volumes;  // by number: -101, -102, ...
+    int nextMagnitude = 101;     // -nextMagnitude is the next number never given
+};
+
+Table &TheTable() {
+    static Table table;
+    return table;
+}
+
+constexpr int kLastMagnitude = 32768;
+
+// A number for a newly seen volume: the next one never given, or once all down to -32768 have
+// been given, the lowest one no volume in `current` holds. 0 when every number is held.
+short NewNumber(Table &t, const std::vector<Entry> &current) {
+    if (t.nextMagnitude <= kLastMagnitude) return short(-t.nextMagnitude++);
+    std::vector<int> held;
+    for (const Entry &e : current)
+        if (e.volume.vRefNum != 0) held.push_back(-e.volume.vRefNum);
+    std::sort(held.begin(), held.end());
+    int magnitude = 101;
+    for (const int h : held)
+        if (h == magnitude) ++magnitude;
+    return magnitude <= kLastMagnitude ? short(-magnitude) : 0;
+}
+
+void Rebuild(Table &t, std::string_view text) {
+    const std::vector<Mount> mounts = ParseMountInfo(text);
+    std::vector<Entry> current;
+    for (size_t i = 0; i < mounts.size(); ++i) {
+        const Mount &m = mounts[i];
+        if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
+        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint}, m.id, m.device};
+        for (const Entry &old : t.volumes)
+            if (old.mountId == e.mountId && old.device == e.device && old.volume.mountPoint == e.volume.mountPoint)
+                e.volume.vRefNum = old.volume.vRefNum;
+        current.push_back(std::move(e));
+    }
+    // New volumes are numbered in mount-table order, after the kept ones have claimed theirs.
+    for (Entry &e : current)
+        if (e.volume.vRefNum == 0) e.volume.vRefNum = NewNumber(t, current);
+    std::erase_if(current, [](const Entry &e) { return e.volume.vRefNum == 0; });
+    std::sort(current.begin(), current.end(),
+              [](const Entry &a, const Entry &b) { return a.volume.vRefNum > b.volume.vRefNum; });
+    t.volumes = std::move(current);
+}
+
+// Brings the table up to date. The descriptor belongs to the mount namespace of the process that
+// opened it, so a forked child (perhaps in a namespace of its own) opens its own.
+void Refresh(Table &t) try {
+    const pid_t pid = getpid();
+    if (t.mountInfo.fd < 0 || t.openedBy != pid) {
+        t.mountInfo.Reset(OpenMountInfo());
+        t.openedBy = pid;
+        t.stale = true;
+    }
+    if (t.mountInfo.fd < 0) {
+        t.mountsKnown = false;
+        return;
+    }
+    pollfd changed{t.mountInfo.fd, POLLPRI | POLLERR, 0};
+    if (poll(&changed, 1, 0) != 0) t.stale = true;
+    if (!t.stale) return;
+    std::string text;
+    bool read = ReadAll(t.mountInfo.fd, text);
+    if (!read) {
+        t.mountInfo.Reset(OpenMountInfo());
+        read = t.mountInfo.fd >= 0 && ReadAll(t.mountInfo.fd, text);
+    }
+    if (!read) {
+        t.mountInfo.Reset();
+        t.mountsKnown = false;
+        return;
+    }
+    Rebuild(t, text);
+    t.mountsKnown = true;
+    t.stale = false;
+} catch (...) {
+    // Out of memory while re-reading: answer from the table as it was; the next look-up retries.
+}
+
+// The first volume, in list order, for which `match` is true; nullptr when none.
+template <class Match>
+const ZbVolume *Find(const Table &t, Match match) {
+    if (match(t.startup)) return &t.startup;
+    if (t.mountsKnown)
+        for (const Entry &e : t.volumes)
+            if (match(e.volume)) return &e.volume;
+    return nullptr;
+}
+
+}  // namespace
+
+std::string Zb7_PlatformStartupVolumeName() {
+    static const std::string name = ReadStartupVolumeName();
+    return name;
+}
+
+std::vector<ZbVolume> Zb7_PlatformListVolumes() {
+    Table &t = TheTable();
+    const std::lock_guard lock(t.mutex);
+    Refresh(t);
+    std::vector<ZbVolume> list{t.startup};
+    if (t.mountsKnown)
+        for (const Entry &e : t.volumes) list.push_back(e.volume);
+    return list;
+}
+
+bool Zb7_PlatformVolumeByNumber(short vRefNum, ZbVolume &volume) {
+    Table &t = TheTable();
+    const std::lock_guard lock(t.mutex);
+    Refresh(t);
+    const ZbVolume *found = Find(t, [&](const ZbVolume &v) { return v.vRefNum == vRefNum; });
+    if (found) volume = *found;
+    return found != nullptr;
+}
+
+bool Zb7_PlatformVolumeByName(std::string_view name, ZbVolume &volume, short preferred) {
+    Table &t = TheTable();
+    const std::lock_guard lock(t.mutex);
+    Refresh(t);
+    const ZbVolume *first = nullptr;
+    const ZbVolume *found = Find(t, [&](const ZbVolume &v) {
+        if (v.name != name) return false;
+        if (!first) first = &v;
+        return v.vRefNum == preferred;
+    });
+    if (!found) found = first;
+    if (found) volume = *found;
+    return found != nullptr;
+}
+
+void Zb7_PlatformVolumeOfPath(std::string_view path, ZbVolume &volume) {
+    Table &t = TheTable();
+    const std::lock_guard lock(t.mutex);
+    Refresh(t);
+    const ZbVolume *best = &t.startup;
+    Find(t, [&](const ZbVolume &v) {
+        if (v.mountPoint.size() > best->mountPoint.size() && AtOrBelow(path, v.mountPoint)) best = &v;
+        return false;
+    });
+    volume = *best;
 }
