@@ -17,6 +17,16 @@ fmx::errcode ZbFile7_DoConvertFromFMText_ToFMText(short functionId, const fmx::E
                                                   const fmx::DataVect &parameters, fmx::Data &result);
 fmx::errcode ZbFile7_DoAsciiValueToText(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                         fmx::Data &result);
+fmx::errcode ZbFile7_DoFileSpecToFullPath(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                          fmx::Data &result);
+fmx::errcode ZbFile7_DoFullPathToFileSpec(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                          fmx::Data &result);
+fmx::errcode ZbFile7_DoFindFolder(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                  fmx::Data &result);
+fmx::errcode ZbFile7_DoGetPathTo(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                 fmx::Data &result);
+fmx::errcode ZbFile7_DoSetDefaultFileSpec(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                          fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

@@ -36,9 +36,9 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4214, 2, 2, kNotAvailable},      // DeleteFolder
     {4215, 2, 2, kNotAvailable},      // DiskInfo
     {4216, 2, 2, kNotAvailable},      // Exists
-    {4220, 2, 2, kNotAvailable},      // FileSpecToFullPath
-    {4221, 1, 1, kNotAvailable},      // FindFolder
-    {4222, 2, 2, kNotAvailable},      // FullPathToFileSpec
+    {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
+    {4221, 1, 1, ZbFile7_DoFindFolder},  // FindFolder
+    {4222, 2, 2, ZbFile7_DoFullPathToFileSpec},  // FullPathToFileSpec
     {4223, 2, 4, kNotAvailable},      // GetContents
     {4224, 2, 2, kNotAvailable},      // GetFileSize (data fork)
     {4230, 2, 2, kNotAvailable},      // GetDateCreated
@@ -49,7 +49,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4240, 2, 2, kNotAvailable},      // GetFileCreator
     {4241, 2, 2, kNotAvailable},      // GetFileSizeTotal
     {4242, 2, 2, kNotAvailable},      // GetFileType
-    {4243, 1, 3, kNotAvailable},      // GetPathTo
+    {4243, 1, 3, ZbFile7_DoGetPathTo},  // GetPathTo
     {4244, 2, 2, kNotAvailable},      // GetResourceForkSize
     {4250, 2, 2, kNotAvailable},      // GetTimeCreated
     {4251, 2, 2, kNotAvailable},      // GetTimeModified
@@ -66,7 +66,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4272, 2, 3, kNotAvailable},      // SelectFolderDialog
     {4273, 2, 2, kNotAvailable},      // SetContents
     {4274, 2, 2, kNotAvailable},      // SetDefaultCreator
-    {4280, 2, 2, kNotAvailable},      // SetDefaultFileSpec
+    {4280, 2, 2, ZbFile7_DoSetDefaultFileSpec},  // SetDefaultFileSpec
     {4281, 2, 2, kNotAvailable},      // SetDefaultType
     {4282, 2, 4, kNotAvailable},      // SetFileAttribute
     {4285, 3, 3, kNotAvailable},      // SetTimestampCreated

@@ -14,6 +14,7 @@ enum : long {
     kZbErrNotDisabled = -4218,     // Control: not disabled, or the password does not match
     kZbErrDisabled = -4220,        // a function was called while functions are disabled
     kZbErrNotAvailable = -4221,    // the function is not available in this build
+    kZbErrNoPathForFileName = -4215, // GetPathTo "currentFileName": that keyword yields no path
 };
 
 // "0" for success, otherwise "$$" and the signed decimal code.

@@ -1,0 +1,206 @@
+// FileSpecToFullPath, FullPathToFileSpec, FindFolder, GetPathTo and SetDefaultFileSpec: the
+// path model as functions of the calculation.
+#include <string>
+
+#include "files/fsspec.h"
+#include "files/paths.h"
+#include "platform/file_system.h"
+#include "platform/special_folders.h"
+#include "plugin/globals.h"
+#include "plugin/handlers.h"
+#include "plugin/params.h"
+#include "plugin/results.h"
+#include "text/encoding.h"
+
+namespace {
+
+constexpr size_t kMaxNameLength = 63;
+
+// Reads the switches (and, as every function does, their encoding switch, which these ignore).
+void ReadSwitches(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity], unsigned long *cursor) {
+    XP7_GetNextCStringFromVect(parameters, switches, kZbSwitchesCapacity, cursor, fmx::Text::kEncoding_Native);
+    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+}
+
+// The answer for a folder or application found by the plug-in: its reference text with
+// "-ReturnFSSpec", else its colon path. Both read as Mac OS Roman bytes, as these functions
+// have always answered.
+void SetFoundItemResult(const FSSpec &ref, const char *switches, fmx::Data &result) {
+    std::string text;
+    long err = 0;
+    if (XP_HasSwitch(switches, "-ReturnFSSpec"))
+        Zb7_Mac_FSSpecToCStr(ref, text);
+    else
+        err = Zb7_FSSpecToFullPathCStr(ref, text, kZbPathBufferSize, true);
+    if (err)
+        XP7_OSErrLToData(err, result);
+    else
+        XP7_CStrToData(text.c_str(), result, fmx::Text::kEncoding_ASCII_Mac);
+}
+
+// The reference of a folder itself (its id, an empty name), from its path.
+long FolderSpecOfPath(const std::string &path, FSSpec &ref) {
+    short vRefNum = 0;
+    int32_t folderId = 0;
+    if (const long err = Zb7_FolderIdOfPath(path, vRefNum, folderId)) return err;
+    ZbSetFSSpec(ref, vRefNum, folderId, {});
+    ref.path = path;
+    return 0;
+}
+
+// FileSpecToFullPath and FullPathToFileSpec: resolve the path parameter, then answer one of its
+// texts. An error text given as the path comes back unchanged.
+fmx::errcode ConvertPathParameter(const fmx::DataVect &parameters, fmx::Data &result, bool toReferenceText) {
+    char switches[kZbSwitchesCapacity] = "";
+    unsigned long cursor = 0;
+    ReadSwitches(parameters, switches, &cursor);
+    fmx::TextUniquePtr path;
+    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    FSSpec ref;
+    long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+    if (err == kZbErrPathIsErrorText) {
+        result.SetAsText(*path, parameters.At(0).GetLocale());
+        return 0;
+    }
+    std::string text;
+    if (err == 0) {
+        if (toReferenceText)
+            Zb7_Mac_FSSpecToCStr(ref, text);
+        else
+            err = Zb7_FSSpecToFullPathCStr(ref, text, kZbPathBufferSize, true);
+    }
+    if (err)
+        XP7_OSErrLToData(err, result);
+    else
+        XP7_CStrToData(text.c_str(), result, fmx::Text::kEncoding_UTF8);
+    return 0;
+}
+
+struct ZbFolderKeyword {
+    const char *word;
+    uint32_t kind;
+};
+// In the order they are tested: the first present wins, wherever it stands in the switches.
+constexpr ZbFolderKeyword kFolderKeywords[] = {
+    {"desktop", ZbFourCharCode("desk")},       {"system", ZbFourCharCode("macs")},
+    {"trash", ZbFourCharCode("trsh")},         {"startup", ZbFourCharCode("strt")},
+    {"shutdown", ZbFourCharCode("shdf")},      {"applemenu", ZbFourCharCode("amnu")},
+    {"controlpanels", ZbFourCharCode("ctrl")}, {"extensions", ZbFourCharCode("extn")},
+    {"preferences", ZbFourCharCode("pref")},   {"temporary", ZbFourCharCode("temp")},
+    {"root", ZbFourCharCode("root")},
+};
+
+// The name of the file the calculation runs in, from the host; empty when the host has none.
+bool HostHasCurrentFile(const fmx::ExprEnv &env) {
+    fmx::TextUniquePtr expression;
+    expression->Assign("Get ( FileName )", fmx::Text::kEncoding_ASCII_Mac);
+    fmx::DataUniquePtr value;
+    return env.Evaluate(*expression, *value) == 0 && value->GetAsText().GetSize() > 0;
+}
+
+}  // namespace
+
+fmx::errcode ZbFile7_DoFileSpecToFullPath(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                          const fmx::DataVect &parameters, fmx::Data &result) {
+    return ConvertPathParameter(parameters, result, false);
+}
+
+fmx::errcode ZbFile7_DoFullPathToFileSpec(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                          const fmx::DataVect &parameters, fmx::Data &result) {
+    return ConvertPathParameter(parameters, result, true);
+}
+
+fmx::errcode ZbFile7_DoFindFolder(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                  fmx::Data &result) {
+    char switches[kZbSwitchesCapacity] = "";
+    unsigned long cursor = 0;
+    ReadSwitches(parameters, switches, &cursor);
+    const ZbFolderKeyword *keyword = nullptr;
+    for (const auto &k : kFolderKeywords) {
+        if (XP_HasSwitch(switches, k.word)) {
+            keyword = &k;
+            break;
+        }
+    }
+    if (!keyword) {
+        XP7_OSErrLToData(-1, result);
+        return 0;
+    }
+    std::string path;
+    FSSpec ref;
+    long err = Zb7_PlatformFindFolder(keyword->kind, path);
+    if (err == 0) {
+        // The root folder is named through the folder that holds it: the volume itself.
+        err = keyword->kind == ZbFourCharCode("root") ? Zb7_POSIXPathToFSSpec(path, ref) : FolderSpecOfPath(path, ref);
+    }
+    if (err)
+        XP7_OSErrLToData(err, result);
+    else
+        SetFoundItemResult(ref, switches, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                 fmx::Data &result) {
+    if (parameters.Size() == 0) {
+        XP7_OSErrLToData(kZbErrParameter, result);
+        return 0;
+    }
+    char switches[kZbSwitchesCapacity] = "";
+    unsigned long cursor = 0;
+    ReadSwitches(parameters, switches, &cursor);
+    const bool fileName = XP_HasSwitch(switches, "currentFileName");
+    const bool application = XP_HasSwitch(switches, "currentApplication");
+    const bool appFolder = XP_HasSwitch(switches, "currentAppFolder");
+    if (fileName + application + appFolder != 1) {
+        XP7_OSErrLToData(kZbErrParameter, result);
+        return 0;
+    }
+    if (fileName) {
+        // The plug-in holds no database handle, so the host must know the current file.
+        long err = kZbErrNotAvailable;
+        if (HostHasCurrentFile(env)) {
+            char name[kZbSwitchesCapacity] = "";
+            char number[kZbSwitchesCapacity] = "";
+            XP7_GetNextCStringFromVect(parameters, name, sizeof name, &cursor, fmx::Text::kEncoding_Native);
+            XP7_GetNextCStringFromVect(parameters, number, sizeof number, &cursor, fmx::Text::kEncoding_Native);
+            err = name[0] == 0 || number[0] == 0 ? kZbErrParameter : kZbErrNoPathForFileName;
+        }
+        XP7_OSErrLToData(err, result);
+        return 0;
+    }
+    std::string path;
+    FSSpec ref;
+    long err = Zb7_PlatformApplicationPath(path);
+    if (err == 0) {
+        err = appFolder ? FolderSpecOfPath(path.substr(0, std::max<size_t>(path.rfind('/'), 1)), ref)
+                        : Zb7_POSIXPathToFSSpec(path, ref);
+    }
+    if (err)
+        XP7_OSErrLToData(err == kZbErrFolderNotFound ? kZbErrNotFound : err, result);
+    else
+        SetFoundItemResult(ref, switches, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoSetDefaultFileSpec(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                          const fmx::DataVect &parameters, fmx::Data &result) {
+    if (parameters.Size() == 0) {
+        XP7_OSErrLToData(kZbErrParameter, result);
+        return 0;
+    }
+    char switches[kZbSwitchesCapacity] = "";
+    unsigned long cursor = 0;
+    ReadSwitches(parameters, switches, &cursor);
+    fmx::TextUniquePtr path;
+    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    FSSpec ref;
+    const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+    {
+        // Kept whatever the outcome: a failed call replaces the earlier default file too.
+        ZbFrameLock lock(gFrameMutex);
+        gDefaultFSSpec = std::move(ref);
+    }
+    XP7_OSErrLToData(err, result);
+    return 0;
+}

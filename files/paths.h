@@ -1,0 +1,95 @@
+// Path texts to file references and back.
+//
+// Three syntaxes name an item:
+//   colon path      Volume:folder:sub:name, volume first; a folder's path ends in ":". A "/" in a
+//                   component stands for a ":" in the name on disk, and "::" goes up one folder.
+//   POSIX path      /home/ann/name; also behind the host's prefixes "file:" and "filelinux:". The
+//                   host's "filemac:/Volume/folder/name" is read as the colon path it spells.
+//   reference text  ":" volume ":" parent folder id ":" name, as Zb7_Mac_FSSpecToCStr writes it.
+// Paths the plug-in produces are colon paths in UTF-8, starting with the volume's name.
+#ifndef ZERB_FILES_PATHS_H
+#define ZERB_FILES_PATHS_H
+
+#include <string>
+#include <string_view>
+
+#include "files/fsspec.h"
+#include "platform/volumes.h"
+#include "plugin/fmx.h"
+
+// Encoding modes of the path routines: kZbPathUTF8 takes and gives UTF-8; any other mode takes
+// and gives Mac OS Roman bytes.
+constexpr short kZbPathUTF8 = 2;
+// Size of the buffers paths are read into and produced in.
+constexpr size_t kZbPathBufferSize = 2000;
+// Reference text: the name is appended to its folder's path only while the whole stays within this.
+constexpr size_t kZbRefTextPathLimit = 1998;
+// Longest path ZbMoreX_FSSpecToFullPath produces, whatever the caller allows.
+constexpr size_t kZbFullPathLimit = 5000;
+
+// Error numbers of the path code.
+enum : long {
+    kZbErrNoSuchVolume = -35,
+    kZbErrBadPath = -37,        // path text shorter than 2 bytes
+    kZbErrNotFound = -43,
+    kZbErrExists = -48,
+    kZbErrNoOutput = -50,       // no reference to write to
+    kZbErrNameTooLong = -92,    // a name longer than the caller's maximum
+    kZbErrFolderNotFound = -120,
+    kZbErrPathTooLong = -207,
+    kZbErrNotAFolder = -1407,
+    kZbErrPathIsErrorText = -4299,
+};
+
+// Parses a path text (any of the three syntaxes) into a reference. The last name may be at most
+// maxNameLength bytes. 0 on success. A missing item whose folder exists answers -43 with the
+// reference filled in (the reference of an item yet to be made); other failures leave it cleared.
+long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameLength, FSSpec *ref);
+
+// The reference of the folder that is to hold an item, and the item's name (which need not
+// exist), for paths of items to be made.
+long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode, size_t maxNameLength,
+                                       FSSpec *parent, std::string &name);
+
+// A host text to a reference: the text as UTF-8 (at most 2000 bytes), or, when that names
+// nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an error result of
+// another function), with no file-system call. `flag` is not used.
+long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short flag);
+
+// The colon path of the item (direct) or of the item's folder with the item's name appended (not
+// direct: the item need not exist). -207 when it would pass maxLength bytes.
+long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLength, bool direct);
+// The colon path of an existing item; a folder's ends in ":".
+long ZbMoreX_FSSpecToFullPath(const FSSpec &ref, short encodingMode, const std::string &startupNameAndColon,
+                              std::string &out, size_t maxLength);
+// An absolute path on the given volume as a colon path.
+long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMode,
+                                      const std::string &startupNameAndColon, const ZbVolume &volume,
+                                      std::string &out, size_t maxLength);
+// A colon path as a POSIX path, byte for byte: the volume's name becomes its mount point, and ":"
+// and "/" change places. A volume of that name that is not mounted is looked for in /Volumes.
+void Zb7_POSIXPathFromFullPath(std::string_view colonPath, std::string &out, short preferredVolume = 0);
+
+// The first component of a colon path with ":" appended.
+void Zb7_GetVolumeName(std::string_view path, std::string &volumeName);
+// The reference of a volume given by its name (with or without the ":"); -35 when none is mounted.
+long Zb7_VolumeNameToFSpec(std::string_view volumeName, FSSpec *ref, short preferredVolume = 0);
+
+// One trailing separator added or removed: an empty text is left alone, an existing separator is
+// not doubled, and only one is removed. On host texts a POSIX path (beginning "/") takes "/" as
+// its separator; a colon path takes ":" (a "\" ends a path of the other platform).
+void Zb7_CheckAndAddEndColon(std::string &path);
+void Zb7_CheckAndRemoveEndColon(std::string &path);
+void Zb7_CheckAndAddEndBackSlash(std::string &path);
+void Zb7_CheckAndRemoveEndSeparatorTxt(fmx::TextUniquePtr &path);
+void Zb7_CheckForEndColonOrBackSlashTxt(fmx::TextUniquePtr &path);
+
+// Makes the reference denote what the symbolic link it names points to (followed to the end).
+long Zb7_MyResolveAliasFile(FSSpec *ref);
+
+// Makes a new empty file "ZERBTMP" and the current date-time in seconds, beside the item `near`
+// (so on the same file system), typed and created "trsh". -48 when that name is taken. `name`
+// and `flag` are not used.
+long Zb7_PrepareTempFile(const FSSpec *near, std::string_view name, FSSpec *temp, short flag);
+
+#endif

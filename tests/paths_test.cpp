@@ -1,0 +1,437 @@
+// Path texts and file references, on a tree of real files made for the test: every kind of name,
+// symbolic links, deep folders, missing parts. The parser is exercised directly and through the
+// five path functions of the loaded plug-in.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <atomic>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "files/fsspec.h"
+#include "files/paths.h"
+#include "platform/volumes.h"
+#include "plugin/globals.h"
+#include "plugin/handlers.h"
+#include "tests/plugin_harness.h"
+
+namespace fs = std::filesystem;
+using zerbtest::PluginTest;
+
+namespace {
+
+const std::string kNFC = "Caf\xC3\xA9";     // "Café", é composed
+const std::string kNFD = "Cafe\xCC\x81";    // "Café", e + combining acute
+const std::string kMacRoman = "caf\x8E";    // "café" in Mac OS Roman bytes
+
+// The tree: folders dir/ and dir/sub/, files of every kind of name, links, and a deep branch.
+struct Tree {
+    std::string root;  // absolute, on the startup volume
+    Tree() {
+        root = (fs::temp_directory_path() / ("zerb-paths-" + std::to_string(getpid()))).string();
+        fs::remove_all(root);
+        fs::create_directories(root + "/dir/sub");
+        fs::create_directories(root + "/" + kMacRoman);
+        fs::create_directories(root + "/" + kNFD);
+        for (const std::string &name : std::vector<std::string>{"dir/file.txt", "dir/a:b.txt", "dir/with space", "dir/" + kNFC + ".txt",
+                                       kMacRoman + "/x.txt", kNFD + "/y.txt", "dir/" + std::string(64, 'n'),
+                                       "dir/" + std::string(255, 'L')})
+            std::ofstream(root + "/" + name) << "x";
+        fs::create_directory_symlink(root + "/dir", root + "/folderlink");
+        fs::create_symlink(root + "/dir/file.txt", root + "/filelink");
+        fs::create_symlink(root + "/gone", root + "/dangling");
+    }
+    ~Tree() { fs::remove_all(root); }
+    std::string operator()(const std::string &relative) const { return root + "/" + relative; }
+};
+
+std::string StartupColon() { return Zb7_PlatformStartupVolumeName() + ":"; }
+
+// The colon path of a POSIX path on the startup volume.
+std::string Colon(const std::string &posix) { return StartupColon() + ZbSwapColonsAndSlashes(posix.substr(1)); }
+
+class PathModel : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { tree = new Tree; }
+    static void TearDownTestSuite() { delete tree; }
+    void SetUp() override { gStartupDiskNameAndColon = StartupColon(); }
+
+    static long Parse(const std::string &text, FSSpec &ref, size_t max = 255) {
+        return ZbPi_CStrToFSpec(text, kZbPathUTF8, max, &ref);
+    }
+    // The colon path a text resolves to, or the error text.
+    static std::string PathOf(const std::string &text, size_t max = 255) {
+        FSSpec ref;
+        std::string out;
+        long err = Parse(text, ref, max);
+        if (!err) err = Zb7_FSSpecToFullPathCStr(ref, out, kZbPathBufferSize, true);
+        return err ? "$$" + std::to_string(err) : out;
+    }
+    static std::string RefOf(const std::string &text) {
+        FSSpec ref;
+        std::string out;
+        const long err = Parse(text, ref);
+        if (!err) Zb7_Mac_FSSpecToCStr(ref, out);
+        return err ? "$$" + std::to_string(err) : out;
+    }
+    static Tree *tree;
+};
+Tree *PathModel::tree = nullptr;
+
+}  // namespace
+
+TEST_F(PathModel, EveryKindOfNameRoundTripsThroughBothSyntaxesAndTheReference) {
+    const Tree &t = *tree;
+    for (const std::string &item : std::vector<std::string>{"dir/file.txt", "dir/a:b.txt", "dir/with space", "dir/" + kNFC + ".txt",
+                                   "dir/" + std::string(255, 'L'), "dir", "dir/sub", kNFD, "filelink", "dangling"}) {
+        SCOPED_TRACE(item);
+        const std::string posix = t(item);
+        const bool folder = fs::is_directory(fs::symlink_status(posix));
+        const std::string colon = Colon(posix) + (folder ? ":" : "");
+        EXPECT_EQ(PathOf(posix), colon);
+        EXPECT_EQ(PathOf(colon), colon);
+        EXPECT_EQ(PathOf(posix + (folder ? "/" : "")), colon);
+        const std::string refText = RefOf(posix);
+        EXPECT_EQ(RefOf(colon), refText);
+        EXPECT_EQ(PathOf(refText), colon);
+        EXPECT_EQ(RefOf(refText), refText);
+        EXPECT_EQ(PathOf("filelinux:" + posix), colon);
+    }
+    // A ":" on disk is a "/" in colon paths and reference texts, and nowhere else.
+    EXPECT_EQ(RefOf(t("dir/a:b.txt")).substr(RefOf(t("dir/a:b.txt")).rfind(':')), ":a/b.txt");
+    // The volume's own path, "::" and "." and ".." components, the host's filemac form.
+    EXPECT_EQ(PathOf(StartupColon()), StartupColon());
+    EXPECT_EQ(RefOf(StartupColon()), ":-100:1:" + Zb7_PlatformStartupVolumeName());
+    EXPECT_EQ(PathOf(Colon(t("dir/sub")) + "::file.txt"), Colon(t("dir/file.txt")));
+    EXPECT_EQ(PathOf(t("dir/sub/./../file.txt")), Colon(t("dir/file.txt")));
+    EXPECT_EQ(PathOf("filemac:/" + Zb7_PlatformStartupVolumeName() + t("dir/")), Colon(t("dir")) + ":");
+}
+
+TEST_F(PathModel, SymbolicLinksAreItemsOfTheirOwnButLeadOnInsidePaths) {
+    const Tree &t = *tree;
+    EXPECT_EQ(PathOf(t("folderlink")), Colon(t("folderlink")));  // a link, not a folder: no ":"
+    EXPECT_EQ(PathOf(t("folderlink/file.txt")), Colon(t("folderlink/file.txt")));
+    EXPECT_NE(RefOf(t("filelink")), RefOf(t("dir/file.txt")));
+    FSSpec link;
+    ASSERT_EQ(Parse(t("filelink"), link), 0);
+    ASSERT_EQ(Zb7_MyResolveAliasFile(&link), 0);
+    std::string refText;
+    Zb7_Mac_FSSpecToCStr(link, refText);
+    EXPECT_EQ(refText, RefOf(t("dir/file.txt")));
+    ASSERT_EQ(Parse(t("dangling"), link), 0);
+    EXPECT_EQ(Zb7_MyResolveAliasFile(&link), -43);
+}
+
+TEST_F(PathModel, ShortErrorAndMissingTexts) {
+    const Tree &t = *tree;
+    for (const std::string text : {"", "A", ":", "/"}) EXPECT_EQ(PathOf(text), "$$-37") << text;
+    FSSpec ref;
+    // A missing item in an existing folder: -43 with the reference of the item to be made.
+    EXPECT_EQ(Parse(t("dir/new.txt"), ref), -43);
+    EXPECT_EQ(ref.name, "new.txt");
+    std::string path;
+    EXPECT_EQ(Zb7_FSSpecToFullPathCStr(ref, path, 2000, false), 0);
+    EXPECT_EQ(path, Colon(t("dir/new.txt")));
+    EXPECT_EQ(Zb7_FSSpecToFullPathCStr(ref, path, 2000, true), -43);
+    // A missing folder on the way: nothing is left in the reference.
+    EXPECT_EQ(Parse(t("nofolder/new.txt"), ref), -43);
+    EXPECT_TRUE(ZbIsClearedFSSpec(ref));
+    EXPECT_EQ(Parse(Colon(t("nofolder/new.txt")), ref), -43);
+    EXPECT_EQ(Parse(t("dir/file.txt/x"), ref), -1407);  // a file on the way
+    EXPECT_EQ(PathOf("No Such Volume:x"), "$$-35");
+    EXPECT_EQ(PathOf(":-100:2147483000:x"), "$$-120");  // a folder id nobody gave out
+    EXPECT_EQ(PathOf(":-5:2:x"), "$$-35");
+    EXPECT_EQ(PathOf(":-100:1:"), "$$-120");
+    EXPECT_EQ(PathOf(t("dir/file.txt/")), Colon(t("dir/file.txt")));  // found name by name
+}
+
+TEST_F(PathModel, TheLastNameMayNotPassTheCallersMaximum) {
+    const Tree &t = *tree;
+    const std::string n64 = t("dir/" + std::string(64, 'n'));
+    EXPECT_EQ(PathOf(n64, 63), "$$-92");
+    EXPECT_EQ(PathOf(n64, 64), Colon(n64));
+    EXPECT_EQ(PathOf(Colon(n64), 63), "$$-92");
+    EXPECT_EQ(PathOf(t("dir/" + std::string(255, 'L')), 255), Colon(t("dir/" + std::string(255, 'L'))));
+    FSSpec parent;
+    std::string name;
+    EXPECT_EQ(Zb7_CStrToParentFSSpecAndFileName(n64, kZbPathUTF8, 63, &parent, name), -92);
+    EXPECT_EQ(Zb7_CStrToParentFSSpecAndFileName(t("dir/sub/new"), kZbPathUTF8, 63, &parent, name), 0);
+    EXPECT_EQ(name, "new");
+    std::string path;
+    ASSERT_EQ(Zb7_FSSpecToFullPathCStr(parent, path, 2000, true), 0);
+    EXPECT_EQ(path, Colon(t("dir/sub")) + ":");
+    EXPECT_EQ(Zb7_CStrToParentFSSpecAndFileName(Colon(t("dir/new:name")), kZbPathUTF8, 63, &parent, name), 0);
+    EXPECT_EQ(name, "new/name");
+    EXPECT_EQ(Zb7_CStrToParentFSSpecAndFileName("NoColon", kZbPathUTF8, 63, &parent, name), -120);
+    // Reference text of a folder with a new name appended, as scripts build it.
+    short vRefNum;
+    int32_t id;
+    ASSERT_EQ(Zb7_FolderIdOfPath(t("dir/sub"), vRefNum, id), 0);
+    EXPECT_EQ(Zb7_CStrToParentFSSpecAndFileName(":-100:" + std::to_string(id) + ":made.txt", kZbPathUTF8, 63,
+                                                &parent, name), 0);
+    EXPECT_EQ(name, "made.txt");
+    EXPECT_EQ(parent.parID, id);
+}
+
+TEST_F(PathModel, ComposedAndDecomposedNamesFindEachOther) {
+    const Tree &t = *tree;
+    // The file is stored composed, the folder decomposed; either spelling finds either.
+    EXPECT_EQ(PathOf(t("dir/" + kNFD + ".txt")), Colon(t("dir/" + kNFC + ".txt")));
+    EXPECT_EQ(PathOf(t(kNFC + "/y.txt")), Colon(t(kNFD + "/y.txt")));
+    EXPECT_EQ(PathOf(Colon(t(kNFC + "/y.txt"))), Colon(t(kNFD + "/y.txt")));
+    EXPECT_EQ(PathOf(t(kNFC)), Colon(t(kNFD)) + ":");
+}
+
+TEST_F(PathModel, DeepPathsAreCutWhereTheirTextStopsFitting) {
+    // Folders of 100 bytes, and a shorter last one, until the folder's colon path is 1985 bytes.
+    std::string folder = tree->root;
+    while (Colon(folder).size() < 1985) {
+        const size_t length = std::min<size_t>(100, 1985 - Colon(folder).size() - 1);
+        folder += "/" + std::string(length, char('a' + folder.size() % 26));
+        ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+    }
+    const std::string file = folder + "/" + std::string(20, 'f');
+    std::ofstream(file) << "x";
+    ASSERT_LT(file.size(), 2000u);
+    FSSpec ref;
+    std::string out;
+    ASSERT_EQ(Parse(file, ref), 0);
+    EXPECT_EQ(Zb7_FSSpecToFullPathCStr(ref, out, 2000, true), -207);
+    EXPECT_EQ(Zb7_FSSpecToFullPathCStr(ref, out, 5000, true), 0);
+    EXPECT_EQ(out, Colon(file));
+    EXPECT_EQ(Zb7_FSSpecToFullPathCStr(ref, out, 9000, true), 0);  // never more than 5000
+    // The reference text of the file no longer fits with its name: it names the folder.
+    std::string refText;
+    Zb7_Mac_FSSpecToCStr(ref, refText);
+    EXPECT_EQ(RefOf(refText), RefOf(folder));
+}
+
+TEST_F(PathModel, FolderIdsFollowTheFolderNotItsPath) {
+    const std::string a = tree->root + "/moving", b = tree->root + "/moved";
+    fs::create_directories(a);
+    std::ofstream(a + "/f") << "x";
+    const std::string refText = RefOf(a + "/f");
+    EXPECT_EQ(PathOf(refText), Colon(a + "/f"));
+    fs::rename(a, b);
+    EXPECT_EQ(PathOf(refText), "$$-120");  // the folder is not where it was
+    EXPECT_EQ(RefOf(b + "/f"), refText);   // but keeps its id once found again
+    EXPECT_EQ(PathOf(refText), Colon(b + "/f"));
+    // The table forgets the folders used longest ago.
+    ZbSetFolderTableLimit(2);
+    RefOf(tree->root + "/dir/sub/x");
+    RefOf(tree->root + "/" + kNFD + "/x");
+    EXPECT_LE(ZbFolderTableSize(), 2u);
+    EXPECT_EQ(PathOf(refText), "$$-120");
+    ZbSetFolderTableLimit(0);
+    fs::remove_all(b);
+}
+
+TEST_F(PathModel, TemporaryFilesAreMadeBesideTheTargetOncePerSecond) {
+    FSSpec target, temp, again;
+    ASSERT_EQ(Parse(tree->root + "/dir/file.txt", target), 0);
+    long err = Zb7_PrepareTempFile(&target, "", &temp, 0);
+    if (err == -48) err = Zb7_PrepareTempFile(&target, "", &temp, 0);  // a second just turned
+    ASSERT_EQ(err, 0);
+    EXPECT_EQ(temp.parID, target.parID);
+    EXPECT_EQ(temp.name.rfind("ZERBTMP", 0), 0u);
+    EXPECT_GT(std::stoul(temp.name.substr(7)), 3'800'000'000ul);  // seconds since 1904: after 2024
+    EXPECT_TRUE(fs::exists(tree->root + "/dir/" + temp.name));
+    if (Zb7_PrepareTempFile(&target, "", &again, 0) != -48) {
+        EXPECT_NE(again.name, temp.name);
+    }
+    fs::remove(tree->root + "/dir/" + temp.name);
+    if (!again.name.empty()) fs::remove(tree->root + "/dir/" + again.name);
+}
+
+TEST_F(PathModel, EndSeparatorsAreAddedAndRemovedOnce) {
+    std::string s = "a:";
+    Zb7_CheckAndAddEndColon(s);
+    EXPECT_EQ(s, "a:");
+    Zb7_CheckAndRemoveEndColon(s);
+    Zb7_CheckAndRemoveEndColon(s);
+    EXPECT_EQ(s, "a");
+    s.clear();
+    Zb7_CheckAndAddEndColon(s);
+    Zb7_CheckAndAddEndBackSlash(s);
+    EXPECT_EQ(s, "");
+    const auto utf8 = [](const fmx::TextUniquePtr &t) {
+        char buffer[64];
+        t->GetBytes(buffer, sizeof buffer, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
+        return std::string(buffer);
+    };
+    for (const auto &[in, added, removed] : {std::tuple{"HD:x", "HD:x:", "HD:x"}, {"/x", "/x/", "/x"},
+                                            {"HD:x\\", "HD:x\\", "HD:x"}, {"/", "/", "/"}}) {
+        fmx::TextUniquePtr t;
+        t->Assign(in, fmx::Text::kEncoding_UTF8);
+        Zb7_CheckForEndColonOrBackSlashTxt(t);
+        EXPECT_EQ(utf8(t), added);
+        Zb7_CheckAndRemoveEndSeparatorTxt(t);
+        EXPECT_EQ(utf8(t), removed);
+    }
+}
+
+TEST_F(PathModel, ManyThreadsResolveAtOnce) {
+    std::vector<std::thread> threads;
+    std::atomic<int> bad{0};
+    for (int k = 0; k < 4; ++k)
+        threads.emplace_back([&, k] {
+            for (int i = 0; i < 300; ++i) {
+                const std::string item = (i + k) % 2 ? tree->root + "/dir/sub" : tree->root + "/dir/file.txt";
+                if (PathOf(RefOf(item)) != PathOf(item)) ++bad;
+            }
+        });
+    for (auto &t : threads) t.join();
+    EXPECT_EQ(bad, 0);
+}
+
+// ---- the five functions, through the loaded plug-in ----
+
+class PathFunctions : public PluginTest {
+protected:
+    static void SetUpTestSuite() { tree = new Tree; }
+    static void TearDownTestSuite() { delete tree; }
+    static Tree *tree;
+};
+Tree *PathFunctions::tree = nullptr;
+
+TEST_F(PathFunctions, ConvertBetweenPathsAndReferenceTexts) {
+    const Tree &t = *tree;
+    const std::string file = t("dir/a:b.txt");
+    const std::string refText = Call("ZbFile_FullPathToFileSpec", {"", file});
+    ASSERT_EQ(refText.substr(0, 6), ":-100:");
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", Colon(file)}), refText);
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", refText}), Colon(file));
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", t("dir")}), Colon(t("dir")) + ":");
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", StartupColon()}), StartupColon());
+    for (const std::string text : {"", "A", ":"}) EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", text}), "$$-37");
+    // An error result fed back as a path comes back as it is.
+    for (const std::string error : {"$$-43", "$$whatever"}) {
+        EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", error}), error);
+        EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", error}), error);
+    }
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", t("dir/" + std::string(64, 'n'))}), "$$-92");
+    // A folder name stored in Mac OS Roman bytes is found from its letters.
+    struct stat st;
+    ASSERT_EQ(stat(t(kMacRoman).c_str(), &st), 0);
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", t("caf\xC3\xA9/x.txt")}),
+              ":-100:" + std::to_string(st.st_ino) + ":x.txt");
+}
+
+TEST_F(PathFunctions, FindFolderTakesTheFirstKeywordOfItsTable) {
+    const std::string desktop = tree->root + "/B\xC3\xBCro";  // "Büro"
+    fs::create_directories(desktop);
+    setenv("XDG_DESKTOP_DIR", desktop.c_str(), 1);
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"trash system"}), StartupColon() + "usr:");
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"-system-trash-"}), StartupColon() + "usr:");
+    // The folder's name comes back as its UTF-8 bytes read as Mac OS Roman: "ü" as two characters.
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"DESKTOP"}), Colon(tree->root + "/B\xE2\x88\x9A\xC2\xBA" "ro") + ":");
+    const std::string refText = Call("ZbFile_FindFolder", {"-ReturnFSSpec desktop"});
+    EXPECT_EQ(refText.back(), ':');  // the folder itself: an empty name
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", refText}), Colon(desktop) + ":");
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", refText}), Call("ZbFile_FullPathToFileSpec", {"", desktop}));
+    std::ofstream(desktop + "/note.txt") << "x";
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", refText + "note.txt"}), Colon(desktop + "/note.txt"));
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"root"}), StartupColon());
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", Call("ZbFile_FindFolder", {"-ReturnFSSpec root"})}),
+              StartupColon());
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"shutdown"}), "$$-43");
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"-ReturnFSSpec"}), "$$-1");
+    unsetenv("XDG_DESKTOP_DIR");
+}
+
+TEST_F(PathFunctions, GetPathToAnswersTheApplicationOrItsFolder) {
+    const std::string exe = fs::read_symlink("/proc/self/exe").string();
+    EXPECT_EQ(Call("ZbFile_GetPathTo", {"currentApplication"}), Colon(exe));
+    EXPECT_EQ(Call("ZbFile_GetPathTo", {"-currentAppFolder"}), Colon(fs::path(exe).parent_path().string()) + ":");
+    EXPECT_EQ(Call("ZbFile_GetPathTo", {"currentApplication currentAppFolder"}), "$$-50");
+    EXPECT_EQ(Call("ZbFile_GetPathTo", {"nothing"}), "$$-50");
+    EXPECT_EQ(Call("ZbFile_GetPathTo", {"currentFileName", "a", "1"}), "$$-4221");  // the emulator has no file
+    const std::string refText = Call("ZbFile_GetPathTo", {"currentApplication -ReturnFSSpec"});
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", refText}), Colon(exe));
+}
+
+TEST_F(PathFunctions, SetDefaultFileSpecKeepsWhatItParsedEvenOnFailure) {
+    fmx::ExprEnvUniquePtr env;
+    const auto set = [&](const std::string &path) {
+        fmx::DataVectUniquePtr parameters;
+        parameters->PushBack(*zerbtest::TextData(""));
+        parameters->PushBack(*zerbtest::TextData(path));
+        fmx::DataUniquePtr result;
+        ZbFile7_DoSetDefaultFileSpec(4280, *env, *parameters, *result);
+        return zerbtest::TextOf(*result);
+    };
+    gStartupDiskNameAndColon = StartupColon();
+    EXPECT_EQ(set(tree->root + "/dir/file.txt"), "0");
+    EXPECT_EQ(gDefaultFSSpec.name, "file.txt");
+    EXPECT_EQ(set(tree->root + "/dir/later.txt"), "$$-43");  // to be made: the reference is kept
+    EXPECT_EQ(gDefaultFSSpec.name, "later.txt");
+    EXPECT_EQ(set(tree->root + "/none/x"), "$$-43");
+    EXPECT_TRUE(ZbIsClearedFSSpec(gDefaultFSSpec));
+    EXPECT_EQ(Call("ZbFile_SetDefaultFileSpec", {"", "$$-1"}), "$$-4299");
+}
+
+// ---- volumes: small tmpfs volumes in a private mount namespace, two of them named alike ----
+
+namespace {
+
+// Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
+// `mounts`; answers its output lines, or nothing when the namespace cannot be made.
+std::vector<std::string> RunWithVolumes(const std::string &mounts, const std::vector<std::string> &calculations) {
+    const std::string dir = (fs::temp_directory_path() / ("zerb-volumes-" + std::to_string(getpid()))).string();
+    fs::create_directories(dir);
+    std::ofstream script(dir + "/run.sh");
+    script << "set -e\n" << mounts << "\nexec '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
+    for (const auto &c : calculations) script << " '" << c << "'";
+    script << " >'" << dir << "/out'\n";
+    script.close();
+    std::vector<std::string> lines;
+    if (std::system(("unshare -m --propagation private sh '" + dir + "/run.sh' 2>'" + dir + "/err'").c_str()) == 0) {
+        std::ifstream out(dir + "/out");
+        for (std::string line; std::getline(out, line);) lines.push_back(line);
+    }
+    fs::remove_all(dir);
+    return lines;
+}
+
+}  // namespace
+
+TEST(PathVolumes, VolumesAreNamedAndNumberedAndReachedByReference) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting test volumes needs root";
+    const std::string tmpfs = "mount -t tmpfs -o size=64k tmpfs ";
+    const std::string mounts = tmpfs + "/mnt\n" + tmpfs + "/media\n" +
+                               "mkdir /mnt/USB /media/USB /mnt/a:b\n" + tmpfs + "/mnt/USB\n" + tmpfs + "/media/USB\n" +
+                               tmpfs + "/mnt/a:b\n" + "touch /mnt/USB/first /media/USB/second /mnt/a:b/f\n" +
+                               "mkdir /media/USB/" + std::string(70, 'd') + "\ntouch /media/USB/" +
+                               std::string(70, 'd') + "/x";
+    const std::string startup = StartupColon();
+    const std::string longFolder = startup + "media:USB:" + std::string(70, 'd') + ":x";
+    const std::vector<std::pair<std::string, std::string>> checks = {
+        {R"(ZbFile_FileSpecToFullPath("";"/mnt/USB"))", "USB:"},
+        {R"(ZbFile_FullPathToFileSpec("";"USB:"))", ":-101:1:USB"},
+        {R"(ZbFile_FullPathToFileSpec("";"/mnt/USB/first"))", ":-101:2:first"},
+        {R"(ZbFile_FullPathToFileSpec("";"/media/USB/second"))", ":-102:2:second"},
+        // The second volume of the name is reached through its number, not through its name.
+        {R"(ZbFile_FileSpecToFullPath("";":-102:2:second"))", "USB:second"},
+        {R"(ZbFile_FullPathToFileSpec("";":-102:2:second"))", ":-102:2:second"},
+        {R"(ZbFile_FullPathToFileSpec("";"USB:second"))", "$$-43"},
+        {R"(ZbFile_FullPathToFileSpec("";")" + startup + R"(media:USB:second"))", ":-102:2:second"},
+        {R"(ZbFile_FileSpecToFullPath("";"/mnt/a:b/f"))", "a/b:f"},
+        {R"(ZbFile_FullPathToFileSpec("";"a/b:f"))", ":-103:2:f"},
+        {R"(ZbFile_FullPathToFileSpec("";":-104:2:f"))", "$$-35"},
+        // A path that enters a volume through the startup volume is walked name by name while the
+        // work-around is on, and the walk holds every name to the maximum.
+        {R"(ZbFile_FullPathToFileSpec("";")" + longFolder + R"("))", "$$-92"},
+        {R"(ZbFile_Version("-AliasBugWorkAroundOFF"))", "0"},
+        {R"(ZbFile_FileSpecToFullPath("";")" + longFolder + R"("))", "USB:" + std::string(70, 'd') + ":x"},
+    };
+    std::vector<std::string> calculations;
+    for (const auto &c : checks) calculations.push_back(c.first);
+    const auto lines = RunWithVolumes(mounts, calculations);
+    if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
+    ASSERT_EQ(lines.size(), checks.size());
+    for (size_t i = 0; i < checks.size(); ++i) EXPECT_EQ(lines[i], checks[i].second) << checks[i].first;
+}
