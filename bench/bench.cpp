@@ -2,11 +2,15 @@
 //   base64 encode and decode   ours against the base64 command (GNU coreutils) on a temp file
 //   line ends, mode 9          XP7_ChangeLineEndsTxt against a plain copy of the same host text
 //   UTF-8 decode               XP7_UTF8TxtToTxt and ZbUTF8BytesToUnits against iconv to UTF-16LE
+//   paths                      a path text resolved to a reference and printed back as a colon path,
+//                              against realpath(3) on the same paths
 // Each measurement is the best of a few runs, timed with the same steady clock. Not a test: the
 // numbers depend on the machine; the printed ratios are what to compare.
 //
-// zerb_bench [--base64-mb N] [--lines-mb N] [--utf8-mb N] [--runs N]
+// zerb_bench [--base64-mb N] [--lines-mb N] [--utf8-mb N] [--paths N] [--runs N]
 #include <iconv.h>
+#include <limits.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -20,7 +24,10 @@
 #include <string>
 #include <vector>
 
+#include "files/paths.h"
+#include "platform/volumes.h"
 #include "plugin/fmx.h"
+#include "plugin/globals.h"
 #include "text/charsets.h"
 #include "text/codecs.h"
 #include "text/encoding.h"
@@ -248,19 +255,79 @@ void BenchUTF8(size_t megabytes) {
     Report("utf-8 decode, XP7_UTF8TxtToTxt", double(bytes.size()), oursText, "iconv", theirs);
 }
 
+// ---- (d) paths ----
+
+// Items six folders deep in the temporary folder; each lookup takes the next of them.
+void BenchPaths(size_t lookups, const std::filesystem::path &dir) {
+    gStartupDiskNameAndColon = Zb7_PlatformStartupVolumeName() + ":";
+    std::vector<std::string> paths;
+    for (int f = 0; f < 64; ++f) {
+        const auto folder = dir / "paths" / "level one" / "level two" / ("folder " + std::to_string(f)) / "deeper";
+        std::filesystem::create_directories(folder);
+        for (int k = 0; k < 16; ++k) {
+            const auto file = folder / ("document number " + std::to_string(k) + ".txt");
+            WriteFile(file, "x", 1);
+            paths.push_back(file.string());
+        }
+    }
+    size_t sink = 0;
+    const double theirs = Best([&] {
+        char resolved[PATH_MAX];
+        for (size_t i = 0; i < lookups; ++i)
+            if (realpath(paths[i % paths.size()].c_str(), resolved)) sink += resolved[1];
+    });
+    const double ours = Best([&] {
+        FSSpec ref;
+        std::string colon;
+        for (size_t i = 0; i < lookups; ++i) {
+            const std::string &path = paths[i % paths.size()];
+            if (ZbPi_CStrToFSpec(path, kZbPathUTF8, 255, &ref) != 0 ||
+                Zb7_FSSpecToFullPathCStr(ref, colon, kZbPathBufferSize, true) != 0)
+                std::abort();
+            sink += colon.size();
+        }
+    });
+    // Reference texts go through the folder table and a second parse.
+    std::vector<std::string> references;
+    for (const auto &path : paths) {
+        FSSpec ref;
+        ZbPi_CStrToFSpec(path, kZbPathUTF8, 255, &ref);
+        Zb7_Mac_FSSpecToCStr(ref, references.emplace_back());
+    }
+    const double viaReference = Best([&] {
+        FSSpec ref;
+        std::string colon;
+        for (size_t i = 0; i < lookups; ++i) {
+            if (ZbPi_CStrToFSpec(references[i % references.size()], kZbPathUTF8, 255, &ref) != 0 ||
+                Zb7_FSSpecToFullPathCStr(ref, colon, kZbPathBufferSize, true) != 0)
+                std::abort();
+            sink += colon.size();
+        }
+    });
+    const auto perLookup = [&](double seconds) { return seconds / double(lookups) * 1e6; };
+    std::printf("paths: %zu lookups over %zu files, %zu bytes a path (checksum %zu)\n", lookups, paths.size(),
+                paths[0].size(), sink % 10);
+    std::printf("path to reference to colon path: ours %.2f us, realpath(3) %.2f us, ratio %.2fx\n",
+                perLookup(ours), perLookup(theirs), theirs / ours);
+    std::printf("reference text to reference to colon path: ours %.2f us, realpath(3) %.2f us, ratio %.2fx\n",
+                perLookup(viaReference), perLookup(theirs), theirs / viaReference);
+    std::fflush(stdout);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    size_t base64MB = 64, linesMB = 100, utf8MB = 64;
+    size_t base64MB = 64, linesMB = 100, utf8MB = 64, pathLookups = 200000;
     for (int a = 1; a + 1 < argc; a += 2) {
         const std::string option = argv[a];
         const size_t value = std::strtoul(argv[a + 1], nullptr, 10);
         if (option == "--base64-mb") base64MB = value;
         else if (option == "--lines-mb") linesMB = value;
         else if (option == "--utf8-mb") utf8MB = value;
+        else if (option == "--paths") pathLookups = value;
         else if (option == "--runs") gRuns = int(std::max<size_t>(value, 1));
         else {
-            std::fprintf(stderr, "usage: zerb_bench [--base64-mb N] [--lines-mb N] [--utf8-mb N] [--runs N]\n");
+            std::fprintf(stderr, "usage: zerb_bench [--base64-mb N] [--lines-mb N] [--utf8-mb N] [--paths N] [--runs N]\n");
             return 2;
         }
     }
@@ -272,5 +339,6 @@ int main(int argc, char **argv) {
     if (base64MB != 0) BenchBase64(base64MB, dir.path);
     if (linesMB != 0) BenchLineEnds(linesMB);
     if (utf8MB != 0) BenchUTF8(utf8MB);
+    if (pathLookups != 0) BenchPaths(pathLookups, dir.path);
     return 0;
 }

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the benchmark with optimisation into build-bench/ and runs it; options go to zerb_bench
-# (--base64-mb N, --lines-mb N, --utf8-mb N, --runs N).
+# (--base64-mb N, --lines-mb N, --utf8-mb N, --paths N, --runs N); 0 skips a part.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh"
