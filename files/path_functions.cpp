@@ -22,20 +22,25 @@ void ReadSwitches(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesC
     XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
 }
 
-// The answer for a folder or application found by the plug-in: its reference text with
-// "-ReturnFSSpec", else its colon path. Both read as Mac OS Roman bytes, as these functions
-// have always answered.
-void SetFoundItemResult(const FSSpec &ref, const char *switches, fmx::Data &result) {
+// The answer for an item: its reference text or its colon path, as text read in `encoding`.
+void SetItemResult(const FSSpec &ref, bool referenceText, fmx::Text::Encoding encoding, fmx::Data &result) {
     std::string text;
     long err = 0;
-    if (XP_HasSwitch(switches, "-ReturnFSSpec"))
+    if (referenceText)
         Zb7_Mac_FSSpecToCStr(ref, text);
     else
         err = Zb7_FSSpecToFullPathCStr(ref, text, kZbPathBufferSize, true);
     if (err)
         XP7_OSErrLToData(err, result);
     else
-        XP7_CStrToData(text.c_str(), result, fmx::Text::kEncoding_ASCII_Mac);
+        XP7_CStrToData(text.c_str(), result, encoding);
+}
+
+// The answer for a folder or application the plug-in looked up: the reference text with
+// "-ReturnFSSpec", else the colon path, both read as Mac OS Roman bytes as these functions have
+// always answered.
+void SetFoundItemResult(const FSSpec &ref, const char *switches, fmx::Data &result) {
+    SetItemResult(ref, XP_HasSwitch(switches, "-ReturnFSSpec"), fmx::Text::kEncoding_ASCII_Mac, result);
 }
 
 // The reference of a folder itself (its id, an empty name), from its path.
@@ -57,22 +62,15 @@ fmx::errcode ConvertPathParameter(const fmx::DataVect &parameters, fmx::Data &re
     fmx::TextUniquePtr path;
     XP7_GetNextTxtFromVect(parameters, path, &cursor);
     FSSpec ref;
-    long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+    const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
     if (err == kZbErrPathIsErrorText) {
         result.SetAsText(*path, parameters.At(0).GetLocale());
         return 0;
     }
-    std::string text;
-    if (err == 0) {
-        if (toReferenceText)
-            Zb7_Mac_FSSpecToCStr(ref, text);
-        else
-            err = Zb7_FSSpecToFullPathCStr(ref, text, kZbPathBufferSize, true);
-    }
     if (err)
         XP7_OSErrLToData(err, result);
     else
-        XP7_CStrToData(text.c_str(), result, fmx::Text::kEncoding_UTF8);
+        SetItemResult(ref, toReferenceText, fmx::Text::kEncoding_UTF8, result);
     return 0;
 }
 
@@ -126,9 +124,10 @@ fmx::errcode ZbFile7_DoFindFolder(short /*functionId*/, const fmx::ExprEnv & /*e
         XP7_OSErrLToData(-1, result);
         return 0;
     }
-    std::string path;
+    std::string found, path;
     FSSpec ref;
-    long err = Zb7_PlatformFindFolder(keyword->kind, path);
+    long err = Zb7_PlatformFindFolder(keyword->kind, found);
+    if (err == 0) err = Zb7_PlatformRealPath(found, path);  // settings may name it in any form
     if (err == 0) {
         // The root folder is named through the folder that holds it: the volume itself.
         err = keyword->kind == ZbFourCharCode("root") ? Zb7_POSIXPathToFSSpec(path, ref) : FolderSpecOfPath(path, ref);
