@@ -290,7 +290,10 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
             if (clean != posix) {
                 FSSpec found;
                 err = ResolvePOSIX(clean, marked || folderMarked, found);
-                if (err == 0) *ref = std::move(found);
+                if (err == 0)
+                    *ref = std::move(found);
+                else if (err != kZbErrNotFound)
+                    ZbClearFSSpec(*ref);  // only a missing item leaves a reference behind
             }
         }
     }
