@@ -3,10 +3,11 @@
 // A reference names an item by its volume, the id of the folder that holds it, and its name. An
 // empty name makes it denote that folder itself. A volume's root folder has id 2 and is held by
 // the folder of id 1, so a volume itself is (volume, 1, volume name). Any other folder's id is its
-// inode number when that lies in 3 .. 2^31-1 and no other folder of the volume has it yet, else a
-// number given out here. A process-wide table maps (volume, folder id) to the folder's path; every
-// reference made or resolved enters its folder. The table is bounded: the folders used longest ago
-// are forgotten first, and a reference naming a forgotten or unknown folder gives -120.
+// inode number when that lies in 3 .. 2^31-1 and the folder is on the same file system as its
+// volume's root (inode numbers are unique there), else a negative number given out here. A
+// process-wide table maps (volume, folder id) to the folder's path; every reference made or
+// resolved enters its folder. The table is bounded: the folders used longest ago are forgotten
+// first, and a reference naming a forgotten or unknown folder gives -120.
 //
 // Names are held as colon paths show them: a ":" in a file name appears as "/" (and a "/" of a
 // name in a colon path stands for ":" on disk).

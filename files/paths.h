@@ -32,7 +32,6 @@ enum : long {
     kZbErrNoSuchVolume = -35,
     kZbErrBadPath = -37,        // path text shorter than 2 bytes
     kZbErrNotFound = -43,
-    kZbErrExists = -48,
     kZbErrNoOutput = -50,       // no reference to write to
     kZbErrNameTooLong = -92,    // a name longer than the caller's maximum
     kZbErrFolderNotFound = -120,
