@@ -5,7 +5,7 @@
 #include "files/fsspec.h"
 #include "files/paths.h"
 #include "platform/file_system.h"
-#include "platform/special_folders.h"
+#include "platform/system_folders.h"
 #include "plugin/globals.h"
 #include "plugin/handlers.h"
 #include "plugin/params.h"
@@ -44,7 +44,7 @@ void SetFoundItemResult(const FSSpec &ref, const char *switches, fmx::Data &resu
 }
 
 // The reference of a folder itself (its id, an empty name), from its path.
-long FolderSpecOfPath(const std::string &path, FSSpec &ref) {
+long FolderRefOfPath(const std::string &path, FSSpec &ref) {
     short vRefNum = 0;
     int32_t folderId = 0;
     if (const long err = Zb7_FolderIdOfPath(path, vRefNum, folderId)) return err;
@@ -130,7 +130,7 @@ fmx::errcode ZbFile7_DoFindFolder(short /*functionId*/, const fmx::ExprEnv & /*e
     if (err == 0) err = Zb7_PlatformRealPath(found, path);  // settings may name it in any form
     if (err == 0) {
         // The root folder is named through the folder that holds it: the volume itself.
-        err = keyword->kind == ZbFourCharCode("root") ? Zb7_POSIXPathToFSSpec(path, ref) : FolderSpecOfPath(path, ref);
+        err = keyword->kind == ZbFourCharCode("root") ? Zb7_POSIXPathToFSSpec(path, ref) : FolderRefOfPath(path, ref);
     }
     if (err)
         XP7_OSErrLToData(err, result);
@@ -172,7 +172,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
     FSSpec ref;
     long err = Zb7_PlatformApplicationPath(path);
     if (err == 0) {
-        err = appFolder ? FolderSpecOfPath(path.substr(0, std::max<size_t>(path.rfind('/'), 1)), ref)
+        err = appFolder ? FolderRefOfPath(path.substr(0, std::max<size_t>(path.rfind('/'), 1)), ref)
                         : Zb7_POSIXPathToFSSpec(path, ref);
     }
     if (err)

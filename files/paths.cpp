@@ -272,7 +272,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
 
     std::string posix;
     bool folderMarked = false;
-    bool suspect = false;
+    bool doubtful = false;
     long err;
     if (!posixText.empty()) {
         CleanPOSIXPath(posixText, posix, folderMarked);
@@ -280,7 +280,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
     } else {
         err = ColonPathToPOSIX(colon, preferredVolume, posix, folderMarked);
         if (err == 0) err = ResolvePOSIX(posix, folderMarked, *ref);
-        if (err == 0 && AliasWorkAroundOn()) suspect = !PathNamesVolume(colon, ref->vRefNum);
+        if (err == 0 && AliasWorkAroundOn()) doubtful = !PathNamesVolume(colon, ref->vRefNum);
         if (err != 0) {
             // The colon path read byte for byte as a POSIX path.
             std::string slash, clean;
@@ -298,7 +298,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
         }
     }
 
-    if (err == kZbErrFolderNotFound || suspect) {
+    if (err == kZbErrFolderNotFound || doubtful) {
         if (colon.empty()) {
             ZbVolume volume;
             Zb7_PlatformVolumeOfPath(posix, volume);

@@ -11,7 +11,7 @@
 
 #include "platform/errors.h"
 #include "platform/finder_info.h"
-#include "platform/special_folders.h"
+#include "platform/system_folders.h"
 #include "plugin/globals.h"
 #include "plugin/params.h"
 #include "plugin/results.h"

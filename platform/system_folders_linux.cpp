@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "plugin/globals.h"
-#include "platform/special_folders.h"
+#include "platform/system_folders.h"
 
 namespace {
 

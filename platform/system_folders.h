@@ -1,6 +1,6 @@
-// The system's special folders, found by their four-character folder kind.
-#ifndef ZERB_PLATFORM_SPECIAL_FOLDERS_H
-#define ZERB_PLATFORM_SPECIAL_FOLDERS_H
+// The system's system folders, found by their four-character folder kind.
+#ifndef ZERB_PLATFORM_SYSTEM_FOLDERS_H
+#define ZERB_PLATFORM_SYSTEM_FOLDERS_H
 
 #include <cstdint>
 #include <string>
