@@ -138,6 +138,18 @@ void Zb7_Mac_FSSpecToCStr(const FSSpec &ref, std::string &out) {
     out = ":" + std::to_string(ref.vRefNum) + ":" + std::to_string(ref.parID) + ":" + ref.name;
 }
 
+std::string ZbFolderOfPath(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    return slash == 0 || slash == std::string::npos ? "/" : path.substr(0, slash);
+}
+
+std::string ZbJoinPath(const std::string &folder, std::string_view name) {
+    std::string path = folder;
+    if (path != "/") path += '/';
+    path += name;
+    return path;
+}
+
 std::string ZbSwapColonsAndSlashes(std::string_view name) {
     std::string out(name);
     for (char &c : out) {
@@ -186,10 +198,10 @@ long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref) {
     if (path == volume.mountPoint) {
         ZbSetFSSpec(ref, volume.vRefNum, kZbRootParentID, volume.name);
     } else {
-        const size_t slash = path.rfind('/');
         int32_t folderId = 0;
-        if (const long err = FolderIdOnVolume(volume, slash == 0 ? "/" : path.substr(0, slash), folderId)) return err;
-        ZbSetFSSpec(ref, volume.vRefNum, folderId, ZbSwapColonsAndSlashes(std::string_view(path).substr(slash + 1)));
+        if (const long err = FolderIdOnVolume(volume, ZbFolderOfPath(path), folderId)) return err;
+        const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
+        ZbSetFSSpec(ref, volume.vRefNum, folderId, ZbSwapColonsAndSlashes(name));
     }
     ref.path = path;
     return 0;
@@ -208,10 +220,7 @@ long Zb7_FSSpecToPOSIXPath(const FSSpec &ref, std::string &path) {
         return 0;
     }
     if (const long err = Zb7_PathOfFolderId(ref.vRefNum, ref.parID, path)) return err;
-    if (!ref.name.empty()) {
-        if (path != "/") path += '/';
-        path += ZbSwapColonsAndSlashes(ref.name);
-    }
+    if (!ref.name.empty()) path = ZbJoinPath(path, ZbSwapColonsAndSlashes(ref.name));
     return 0;
 }
 

@@ -43,6 +43,11 @@ bool ZbIsClearedFSSpec(const FSSpec &ref);
 // The reference text: ":" volume ":" parent id ":" name, numbers in signed decimal.
 void Zb7_Mac_FSSpecToCStr(const FSSpec &ref, std::string &out);
 
+// The folder that holds the item at an absolute path ("/" for an item at the top), and a path
+// made of a folder's and a name.
+std::string ZbFolderOfPath(const std::string &path);
+std::string ZbJoinPath(const std::string &folder, std::string_view name);
+
 // A name as it is on disk and as colon paths show it: ":" and "/" change places.
 std::string ZbSwapColonsAndSlashes(std::string_view name);
 

@@ -53,21 +53,24 @@ long FolderRefOfPath(const std::string &path, FSSpec &ref) {
     return 0;
 }
 
-// FileSpecToFullPath and FullPathToFileSpec: resolve the path parameter, then answer one of its
-// texts. An error text given as the path comes back unchanged.
-fmx::errcode ConvertPathParameter(const fmx::DataVect &parameters, fmx::Data &result, bool toReferenceText) {
+// Reads the switches and the path parameter, and resolves the path (names of at most 63 bytes).
+long ResolvePathParameter(const fmx::DataVect &parameters, fmx::TextUniquePtr &path, FSSpec &ref) {
     char switches[kZbSwitchesCapacity] = "";
     unsigned long cursor = 0;
     ReadSwitches(parameters, switches, &cursor);
-    fmx::TextUniquePtr path;
     XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    return XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+}
+
+// FileSpecToFullPath and FullPathToFileSpec: resolve the path parameter, then answer one of its
+// texts. An error text given as the path comes back unchanged.
+fmx::errcode ConvertPathParameter(const fmx::DataVect &parameters, fmx::Data &result, bool toReferenceText) {
+    fmx::TextUniquePtr path;
     FSSpec ref;
-    const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
-    if (err == kZbErrPathIsErrorText) {
+    const long err = ResolvePathParameter(parameters, path, ref);
+    if (err == kZbErrPathIsErrorText)
         result.SetAsText(*path, parameters.At(0).GetLocale());
-        return 0;
-    }
-    if (err)
+    else if (err)
         XP7_OSErrLToData(err, result);
     else
         SetItemResult(ref, toReferenceText, fmx::Text::kEncoding_UTF8, result);
@@ -172,7 +175,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
     FSSpec ref;
     long err = Zb7_PlatformApplicationPath(path);
     if (err == 0) {
-        err = appFolder ? FolderRefOfPath(path.substr(0, std::max<size_t>(path.rfind('/'), 1)), ref)
+        err = appFolder ? FolderRefOfPath(ZbFolderOfPath(path), ref)
                         : Zb7_POSIXPathToFSSpec(path, ref);
     }
     if (err)
@@ -188,13 +191,9 @@ fmx::errcode ZbFile7_DoSetDefaultFileSpec(short /*functionId*/, const fmx::ExprE
         XP7_OSErrLToData(kZbErrParameter, result);
         return 0;
     }
-    char switches[kZbSwitchesCapacity] = "";
-    unsigned long cursor = 0;
-    ReadSwitches(parameters, switches, &cursor);
     fmx::TextUniquePtr path;
-    XP7_GetNextTxtFromVect(parameters, path, &cursor);
     FSSpec ref;
-    const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+    const long err = ResolvePathParameter(parameters, path, ref);
     {
         // Kept whatever the outcome: a failed call replaces the earlier default file too.
         ZbFrameLock lock(gFrameMutex);

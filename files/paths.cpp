@@ -8,6 +8,7 @@
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
 #include "plugin/globals.h"
+#include "plugin/params.h"
 #include "text/charsets.h"
 #include "text/unicode_forms.h"
 
@@ -29,15 +30,8 @@ bool HasNonASCII(std::string_view s) {
 
 bool StartsWithIgnoringCase(std::string_view s, std::string_view prefix) {
     return s.size() >= prefix.size() && std::equal(prefix.begin(), prefix.end(), s.begin(), [](char a, char b) {
-               return (a >= 'A' && a <= 'Z' ? a + 32 : a) == (b >= 'A' && b <= 'Z' ? b + 32 : b);
+               return XP_LowerChar(static_cast<unsigned char>(a)) == XP_LowerChar(static_cast<unsigned char>(b));
            });
-}
-
-std::string JoinPath(const std::string &folder, std::string_view name) {
-    std::string path = folder;
-    if (path != "/") path += '/';
-    path += name;
-    return path;
 }
 
 // Reads the host's path forms: "filemac:/Volume/folder/name" is the colon path it spells; a POSIX
@@ -129,28 +123,37 @@ std::string NameInOtherForm(const std::string &folder, std::string_view name) {
     return {};
 }
 
-// A path that was not found, with each missing non-ASCII component replaced, from the top down,
-// by the name on disk that spells it in the other Unicode form. False when nothing was replaced.
+// Looks a name up in a folder (a symbolic link itself, not what it points to); a non-ASCII name
+// that is missing is looked for in the other Unicode form. Answers the path of what was found,
+// else the path asked for, with the look-up's error in `err`.
+std::string LookUpInFolder(const std::string &folder, std::string_view name, long &err) {
+    ZbNodeInfo info;
+    std::string path = ZbJoinPath(folder, name);
+    err = Zb7_PlatformGetNodeInfo(path, false, info);
+    if (err != 0 && HasNonASCII(name)) {
+        if (const std::string other = NameInOtherForm(folder, name); !other.empty()) {
+            path = ZbJoinPath(folder, other);
+            err = Zb7_PlatformGetNodeInfo(path, false, info);
+        }
+    }
+    return path;
+}
+
+// A path that was not found, with each non-ASCII component replaced, from the top down, by the
+// name on disk that spells it in the other Unicode form. False when nothing was replaced.
 bool MatchNameForms(std::string &posix) {
-    bool changed = false;
     std::string fixed = "/";
     size_t i = 1;
     while (i < posix.size()) {
         const size_t end = std::min(posix.find('/', i), posix.size());
-        std::string component = posix.substr(i, end - i);
+        const std::string_view component = std::string_view(posix).substr(i, end - i);
         i = end + 1;
-        ZbNodeInfo info;
-        if (HasNonASCII(component) && Zb7_PlatformGetNodeInfo(JoinPath(fixed, component), false, info) != 0) {
-            std::string other = NameInOtherForm(fixed, component);
-            if (!other.empty()) {
-                component = std::move(other);
-                changed = true;
-            }
-        }
-        fixed = JoinPath(fixed, component);
+        long err;
+        fixed = HasNonASCII(component) ? LookUpInFolder(fixed, component, err) : ZbJoinPath(fixed, component);
     }
-    if (changed) posix = std::move(fixed);
-    return changed;
+    if (fixed == posix) return false;
+    posix = std::move(fixed);
+    return true;
 }
 
 // Looks an item up at a clean POSIX path (the link itself, for a symbolic link). 0 with the
@@ -159,7 +162,9 @@ bool MatchNameForms(std::string &posix) {
 long ResolvePOSIX(std::string posix, bool folderMarked, FSSpec &ref) {
     ZbClearFSSpec(ref);
     ZbNodeInfo info;
-    const auto lookUp = [&] { return Zb7_PlatformGetNodeInfo(folderMarked && posix != "/" ? posix + "/" : posix, false, info); };
+    const auto lookUp = [&] {
+        return Zb7_PlatformGetNodeInfo(folderMarked && posix != "/" ? posix + "/" : posix, false, info);
+    };
     long err = lookUp();
     if ((err == kZbErrNotFound || err == kZbErrFolderNotFound) && HasNonASCII(posix) && MatchNameForms(posix))
         err = lookUp();
@@ -203,15 +208,8 @@ long FSpLocationFromFullPathViaParents(std::string_view text, size_t maxNameLeng
         if (!info.isFolder) return kZbErrNotAFolder;
         if (names[k].empty()) return kZbErrNotFound;
 
-        const std::string onDisk = ZbSwapColonsAndSlashes(names[k]);
-        std::string path = JoinPath(folder, onDisk);
-        long err = Zb7_PlatformGetNodeInfo(path, false, info);
-        if (err != 0 && HasNonASCII(onDisk)) {
-            if (std::string other = NameInOtherForm(folder, onDisk); !other.empty()) {
-                path = JoinPath(folder, other);
-                err = Zb7_PlatformGetNodeInfo(path, false, info);
-            }
-        }
+        long err;
+        const std::string path = LookUpInFolder(folder, ZbSwapColonsAndSlashes(names[k]), err);
         if (const long made = Zb7_POSIXPathToFSSpec(path, current)) return made;
         if (err != 0) {
             if (k + 1 == names.size()) *ref = std::move(current);
@@ -358,9 +356,8 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
         bool marked;
         CleanPOSIXPath(posixText, posix, marked);
         if (posix.size() == 1) return kZbErrFolderNotFound;
-        const size_t slash = posix.rfind('/');
-        folder = slash == 0 ? "/" : posix.substr(0, slash);
-        last = std::string_view(posix).substr(slash + 1);
+        folder = ZbFolderOfPath(posix);
+        last = std::string_view(posix).substr(posix.rfind('/') + 1);
     } else {
         std::string_view colon = colonText;
         if (colon.size() > 1 && colon.back() == ':') colon.remove_suffix(1);
@@ -433,7 +430,7 @@ long ZbMoreX_FSSpecToFullPath(const FSSpec &ref, short encodingMode, const std::
 long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMode,
                                       const std::string &startupNameAndColon, const ZbVolume &volume,
                                       std::string &out, size_t maxLength) {
-    if (volume.vRefNum == kZbStartupVRefNum || volume.mountPoint == "/")
+    if (volume.vRefNum == kZbStartupVRefNum)
         out = startupNameAndColon + ZbSwapColonsAndSlashes(std::string_view(posix).substr(1));
     else
         out = volume.name + ZbSwapColonsAndSlashes(std::string_view(posix).substr(volume.mountPoint.size()));
@@ -507,7 +504,8 @@ void Zb7_CheckAndRemoveEndSeparatorTxt(fmx::TextUniquePtr &path) {
     const fmx::uint32 size = path->GetSize();
     if (size == 0) return;
     const fmx::uint16 last = LastUnit(path);
-    if (last == ':' || last == '\\' || (last == '/' && size > 1 && SeparatorOf(path) == '/')) path->DeleteText(size - 1, 1);
+    if (last == ':' || last == '\\' || (last == '/' && size > 1 && SeparatorOf(path) == '/'))
+        path->DeleteText(size - 1, 1);
 }
 
 void Zb7_CheckForEndColonOrBackSlashTxt(fmx::TextUniquePtr &path) {
@@ -537,9 +535,8 @@ long Zb7_PrepareTempFile(const FSSpec *near, std::string_view /*name*/, FSSpec *
     ZbClearFSSpec(*temp);
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(*near, path)) return err;
-    const size_t slash = path.rfind('/');
-    const std::string folder = slash == 0 ? "/" : path.substr(0, slash);
-    const std::string tempPath = JoinPath(folder, "ZERBTMP" + std::to_string(Zb7_PlatformCurrentDateTime()));
+    const std::string tempName = "ZERBTMP" + std::to_string(Zb7_PlatformCurrentDateTime());
+    const std::string tempPath = ZbJoinPath(ZbFolderOfPath(path), tempName);
     if (const long err = Zb7_PlatformCreateNewFile(tempPath)) return err;
     // The type and creator only mark the file as scratch; a file system without extended
     // attributes does without them.
