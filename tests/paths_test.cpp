@@ -210,6 +210,80 @@ TEST_F(PathModel, DeepPathsAreCutWhereTheirTextStopsFitting) {
     EXPECT_EQ(RefOf(refText), RefOf(folder));
 }
 
+TEST_F(PathModel, MacRomanModeAndTheByteForByteConversions) {
+    const Tree &t = *tree;
+    // Encoding mode 0 reads and writes Mac OS Roman bytes ("\x8E" is "é").
+    const std::string macRoman = Colon(t("dir/Caf\x8E.txt"));
+    FSSpec ref;
+    ASSERT_EQ(ZbPi_CStrToFSpec(macRoman, 0, 255, &ref), 0);
+    std::string out;
+    Zb7_Mac_FSSpecToCStr(ref, out);
+    EXPECT_EQ(out, RefOf(t("dir/" + kNFC + ".txt")));
+    ASSERT_EQ(ZbMoreX_FSSpecToFullPath(ref, 0, StartupColon(), out, 2000), 0);
+    EXPECT_EQ(out, macRoman);
+
+    const std::string startup = StartupColon();
+    Zb7_POSIXPathFromFullPath(startup + "a/b:c:", out);
+    EXPECT_EQ(out, "/a:b/c/");
+    Zb7_POSIXPathFromFullPath(startup, out);
+    EXPECT_EQ(out, "/");
+    Zb7_POSIXPathFromFullPath("No Such Volume:x", out);
+    EXPECT_EQ(out, "/Volumes/No Such Volume/x");
+    const ZbVolume usb{-101, "USB", "/media/USB"};
+    EXPECT_EQ(ZbMoreX_ConvertUnixPathToHFSPath("/media/USB/a:b/c", kZbPathUTF8, startup, usb, out, 100), 0);
+    EXPECT_EQ(out, "USB:a/b:c");
+    EXPECT_EQ(ZbMoreX_ConvertUnixPathToHFSPath("/media/USB/a:b/c", kZbPathUTF8, startup, usb, out, 8), -207);
+
+    Zb7_GetVolumeName("USB:x:y", out);
+    EXPECT_EQ(out, "USB:");
+    EXPECT_EQ(Zb7_VolumeNameToFSpec("No Such Volume:", &ref), -35);
+    ASSERT_EQ(Zb7_VolumeNameToFSpec(startup, &ref), 0);
+    EXPECT_EQ(ref.vRefNum, kZbStartupVRefNum);
+    EXPECT_EQ(ref.parID, kZbRootParentID);
+}
+
+TEST_F(PathModel, ReferenceTextFieldsAreReadLeniently) {
+    const Tree &t = *tree;
+    const std::string file = RefOf(t("dir/file.txt"));
+    const std::string id = file.substr(6, file.rfind(':') - 6);
+    // The volume number keeps its low 16 bits: 65436 is -100.
+    EXPECT_EQ(RefOf(":65436:" + id + ":file.txt"), file);
+    // Missing or unreadable fields count as 0; the name stops at the next ":".
+    EXPECT_EQ(PathOf(":-100"), "$$-120");
+    EXPECT_EQ(PathOf(":abc:" + id + ":file.txt"), "$$-35");
+    EXPECT_EQ(RefOf(":-100:" + id + ":file.txt:more"), file);
+    // An empty name names the folder itself, in its own canonical reference.
+    EXPECT_EQ(RefOf(":-100:" + id + ":"), RefOf(t("dir")));
+    EXPECT_EQ(PathOf(":-100:2:"), StartupColon());
+    // A name past 255 bytes is cut there, and then too long for a maximum of 63.
+    EXPECT_EQ(PathOf(":-100:" + id + ":" + std::string(300, 'L')), Colon(t("dir/" + std::string(255, 'L'))));
+    EXPECT_EQ(PathOf(":-100:" + id + ":" + std::string(300, 'L'), 63), "$$-92");
+}
+
+TEST_F(PathModel, TheFolderTableStaysWholeWhileThreadsOverflowIt) {
+    for (int f = 0; f < 40; ++f) {
+        fs::create_directories(tree->root + "/many/f" + std::to_string(f));
+        std::ofstream(tree->root + "/many/f" + std::to_string(f) + "/x") << "x";
+    }
+    ZbSetFolderTableLimit(8);
+    std::vector<std::thread> threads;
+    std::atomic<int> bad{0};
+    for (int k = 0; k < 4; ++k)
+        threads.emplace_back([&, k] {
+            for (int i = 0; i < 400; ++i) {
+                const std::string item = tree->root + "/many/f" + std::to_string((i * 7 + k) % 40) + "/x";
+                const std::string refText = RefOf(item);
+                const std::string path = PathOf(refText);
+                // Another thread may have pushed the folder out between the two calls.
+                if (refText.rfind(":-100:", 0) != 0 || (path != Colon(item) && path != "$$-120")) ++bad;
+            }
+        });
+    for (auto &t : threads) t.join();
+    EXPECT_LE(ZbFolderTableSize(), 8u);
+    ZbSetFolderTableLimit(0);
+    EXPECT_EQ(bad, 0);
+}
+
 TEST_F(PathModel, FolderIdsFollowTheFolderNotItsPath) {
     const std::string a = tree->root + "/moving", b = tree->root + "/moved";
     fs::create_directories(a);
