@@ -1,5 +1,6 @@
 #include "files/fsspec.h"
 
+#include <deque>
 #include <list>
 #include <unordered_map>
 
@@ -18,20 +19,24 @@ constexpr int32_t kFirstAllocatedID = -2;  // ids given out here are negative: n
 
 uint64_t IdKey(short vRefNum, int32_t id) { return uint64_t(uint16_t(vRefNum)) << 32 | uint32_t(id); }
 
+// A folder is known by its node, birth included: a folder made later under a reused inode number
+// is another folder, and never answers for an id given to the one that was deleted.
 struct ZbNodeKey {
     short vRefNum;
     uint64_t device;
     uint64_t inode;
+    uint64_t birth;
     bool operator==(const ZbNodeKey &) const = default;
 };
 struct ZbNodeKeyHash {
     size_t operator()(const ZbNodeKey &k) const {
-        return std::hash<uint64_t>()(k.inode * 0x9E3779B97F4A7C15ull ^ k.device ^ uint64_t(uint16_t(k.vRefNum)) << 48);
+        return std::hash<uint64_t>()(k.inode * 0x9E3779B97F4A7C15ull ^ k.device ^ k.birth * 0xC2B2AE3D27D4EB4Full ^
+                                     uint64_t(uint16_t(k.vRefNum)) << 48);
     }
 };
 
 struct ZbFolderEntry {
-    std::string path;
+    std::string path;  // the folder's real path: no symbolic link on the way
     ZbNodeKey node;
     std::list<uint64_t>::iterator age;  // position in ZbFolderTable::ages
 };
@@ -40,9 +45,18 @@ struct ZbFolderTable {
     std::unordered_map<uint64_t, ZbFolderEntry> byId;
     std::unordered_map<ZbNodeKey, int32_t, ZbNodeKeyHash> byNode;
     std::list<uint64_t> ages;  // id keys, most recently used first
+    // Ids of folders forgotten to keep the table small, without their paths. A retired id is
+    // never given to another folder, so that an old reference text cannot come to name a
+    // stranger, and the folder itself gets its id back when it is used again. Kept for
+    // kRetiredFactor times as many folders as the table holds, the oldest dropped first.
+    std::unordered_map<uint64_t, ZbNodeKey> retiredById;
+    std::unordered_map<ZbNodeKey, int32_t, ZbNodeKeyHash> retiredByNode;
+    std::deque<uint64_t> retiredOrder;
     int32_t nextAllocated = kFirstAllocatedID;
     size_t limit = kDefaultFolderTableLimit;
 };
+
+constexpr size_t kRetiredFactor = 4;
 
 ZbFolderTable &Table() {
     static ZbFolderTable table;
@@ -51,34 +65,52 @@ ZbFolderTable &Table() {
 
 void Touch(ZbFolderTable &t, ZbFolderEntry &e) { t.ages.splice(t.ages.begin(), t.ages, e.age); }
 
+void Unretire(ZbFolderTable &t, uint64_t key) {
+    const auto it = t.retiredById.find(key);
+    if (it == t.retiredById.end()) return;
+    t.retiredByNode.erase(it->second);
+    t.retiredById.erase(it);
+}
+
 void Forget(ZbFolderTable &t, uint64_t key) {
     const auto it = t.byId.find(key);
     if (it == t.byId.end()) return;
-    t.byNode.erase(it->second.node);
+    const ZbNodeKey node = it->second.node;
+    t.byNode.erase(node);
     t.ages.erase(it->second.age);
     t.byId.erase(it);
+    t.retiredById.emplace(key, node);
+    t.retiredByNode.emplace(node, int32_t(uint32_t(key)));
+    t.retiredOrder.push_back(key);
+    while (t.retiredOrder.size() > t.limit * kRetiredFactor) {
+        Unretire(t, t.retiredOrder.front());
+        t.retiredOrder.pop_front();
+    }
 }
 
+// Whether an id is held by a folder, known or retired.
+bool IdTaken(const ZbFolderTable &t, uint64_t key) { return t.byId.count(key) || t.retiredById.count(key); }
+
 int32_t AllocateID(ZbFolderTable &t, short vRefNum) {
-    while (t.byId.count(IdKey(vRefNum, t.nextAllocated)))
+    while (IdTaken(t, IdKey(vRefNum, t.nextAllocated)))
         t.nextAllocated = t.nextAllocated == INT32_MIN ? kFirstAllocatedID : t.nextAllocated - 1;
     const int32_t id = t.nextAllocated;
     t.nextAllocated = id == INT32_MIN ? kFirstAllocatedID : id - 1;
     return id;
 }
 
-// The id of a folder (not a volume's root) known by its path and node, entering it when new.
+// The id of a folder (not a volume's root) known by its real path and node, entering it when new.
 // A folder keeps its inode number as id when it lies on the same file system as its volume's root
 // (inode numbers are unique there); folders of file systems mounted elsewhere inside a volume get
 // an id given out here, so that two folders of one volume never share an id.
 int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNodeInfo &info) {
-    const ZbNodeKey node{volume.vRefNum, info.device, info.inode};
+    const ZbNodeKey node{volume.vRefNum, info.device, info.inode, info.birth};
     {
         ZbFrameLock lock(gFrameMutex);
         ZbFolderTable &t = Table();
         if (const auto found = t.byNode.find(node); found != t.byNode.end()) {
             ZbFolderEntry &e = t.byId.at(IdKey(volume.vRefNum, found->second));
-            if (e.path != path) e.path = path;  // the folder was reached another way, or has moved
+            if (e.path != path) e.path = path;  // the folder has moved since
             Touch(t, e);
             return found->second;
         }
@@ -91,12 +123,15 @@ int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNod
     ZbFolderTable &t = Table();
     if (const auto found = t.byNode.find(node); found != t.byNode.end()) return found->second;  // entered meanwhile
     int32_t id;
-    if (onRootDevice && info.inode >= 3 && info.inode <= 0x7FFFFFFF &&
-        !t.byId.count(IdKey(volume.vRefNum, int32_t(info.inode))))
+    if (const auto retired = t.retiredByNode.find(node); retired != t.retiredByNode.end())
+        id = retired->second;
+    else if (onRootDevice && info.inode >= 3 && info.inode <= 0x7FFFFFFF &&
+             !IdTaken(t, IdKey(volume.vRefNum, int32_t(info.inode))))
         id = int32_t(info.inode);
     else
         id = AllocateID(t, volume.vRefNum);
     const uint64_t key = IdKey(volume.vRefNum, id);
+    Unretire(t, key);
     t.ages.push_front(key);
     t.byId.emplace(key, ZbFolderEntry{path, node, t.ages.begin()});
     t.byNode.emplace(node, id);
@@ -104,16 +139,17 @@ int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNod
     return id;
 }
 
-long FolderIdOnVolume(const ZbVolume &volume, const std::string &path, int32_t &folderId) {
-    if (path == volume.mountPoint) {
-        folderId = kZbRootFolderID;
-        return 0;
-    }
+// The volume and id of the folder a path leads to. The folder is entered by its real path, so that
+// its id names that folder whichever path, through whichever symbolic link, found it; a link to a
+// folder of another volume leads to that volume.
+long FolderIdOfAnyPath(const std::string &path, short &vRefNum, int32_t &folderId) {
     ZbNodeInfo info;
-    const long err = Zb7_PlatformGetNodeInfo(path, true, info);
-    if (err == -43 || (err == 0 && !info.isFolder)) return -120;
-    if (err) return err;
-    folderId = EnterFolder(volume, path, info);
+    std::string real;
+    if (const long err = Zb7_PlatformFolderInfo(path, info, real)) return err;
+    ZbVolume volume;
+    Zb7_PlatformVolumeOfPath(real, volume);
+    vRefNum = volume.vRefNum;
+    folderId = real == volume.mountPoint ? kZbRootFolderID : EnterFolder(volume, real, info);
     return 0;
 }
 
@@ -162,10 +198,7 @@ std::string ZbSwapColonsAndSlashes(std::string_view name) {
 }
 
 long Zb7_FolderIdOfPath(const std::string &path, short &vRefNum, int32_t &folderId) {
-    ZbVolume volume;
-    Zb7_PlatformVolumeOfPath(path, volume);
-    vRefNum = volume.vRefNum;
-    return FolderIdOnVolume(volume, path, folderId);
+    return FolderIdOfAnyPath(path, vRefNum, folderId);
 }
 
 long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
@@ -187,7 +220,8 @@ long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
     }
     // The id stands for that folder, not for its path: a folder moved away or replaced is not found.
     ZbNodeInfo info;
-    if (Zb7_PlatformGetNodeInfo(path, true, info) != 0 || info.device != node.device || info.inode != node.inode)
+    if (Zb7_PlatformGetNodeInfo(path, true, info) != 0 ||
+        !info.SameItem(ZbNodeInfo{true, false, node.device, node.inode, node.birth}))
         return -120;
     return 0;
 }
@@ -198,10 +232,11 @@ long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref) {
     if (path == volume.mountPoint) {
         ZbSetFSSpec(ref, volume.vRefNum, kZbRootParentID, volume.name);
     } else {
+        short vRefNum = 0;
         int32_t folderId = 0;
-        if (const long err = FolderIdOnVolume(volume, ZbFolderOfPath(path), folderId)) return err;
+        if (const long err = FolderIdOfAnyPath(ZbFolderOfPath(path), vRefNum, folderId)) return err;
         const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
-        ZbSetFSSpec(ref, volume.vRefNum, folderId, ZbSwapColonsAndSlashes(name));
+        ZbSetFSSpec(ref, vRefNum, folderId, ZbSwapColonsAndSlashes(name));
     }
     ref.path = path;
     return 0;

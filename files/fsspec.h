@@ -5,9 +5,13 @@
 // the folder of id 1, so a volume itself is (volume, 1, volume name). Any other folder's id is its
 // inode number when that lies in 3 .. 2^31-1 and the folder is on the same file system as its
 // volume's root (inode numbers are unique there), else a negative number given out here. A
-// process-wide table maps (volume, folder id) to the folder's path; every reference made or
-// resolved enters its folder. The table is bounded: the folders used longest ago are forgotten
-// first, and a reference naming a forgotten or unknown folder gives -120.
+// process-wide table maps (volume, folder id) to the folder's real path (no symbolic link on the
+// way) and to what identifies the folder: device, inode and birth. Every reference made or
+// resolved enters its folder; a folder reached through a link is entered as itself, on its own
+// volume. Resolving an id checks that the folder at the path is still that folder, so a folder
+// moved away, or deleted and followed by another under the same inode number, answers -120. The
+// table is bounded: the folders used longest ago are forgotten first, and a reference naming a
+// forgotten or unknown folder gives -120; a forgotten folder's id is given to no other folder.
 //
 // Names are held as colon paths show them: a ":" in a file name appears as "/" (and a "/" of a
 // name in a colon path stands for ":" on disk).

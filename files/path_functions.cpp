@@ -43,13 +43,13 @@ void SetFoundItemResult(const FSSpec &ref, const char *switches, fmx::Data &resu
     SetItemResult(ref, XP_HasSwitch(switches, "-ReturnFSSpec"), fmx::Text::kEncoding_ASCII_Mac, result);
 }
 
-// The reference of a folder itself (its id, an empty name), from its path.
+// The reference of a folder itself (its id, an empty name), from its path. It answers the
+// folder's real path: a folder reached through a symbolic link is still a folder.
 long FolderRefOfPath(const std::string &path, FSSpec &ref) {
     short vRefNum = 0;
     int32_t folderId = 0;
     if (const long err = Zb7_FolderIdOfPath(path, vRefNum, folderId)) return err;
     ZbSetFSSpec(ref, vRefNum, folderId, {});
-    ref.path = path;
     return 0;
 }
 

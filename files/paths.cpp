@@ -259,6 +259,16 @@ bool PathNamesVolume(std::string_view colon, short vRefNum) {
            colon[volume.name.size()] == ':';
 }
 
+// Whether the item a clean path names has a name longer than the caller allows. Checked before the
+// file system is asked, which would refuse a name past its own limit with another error. A
+// volume's name is not held to the maximum.
+bool LastNameTooLong(const std::string &posix, size_t maxNameLength) {
+    if (posix.size() - posix.rfind('/') - 1 <= maxNameLength) return false;
+    ZbVolume volume;
+    Zb7_PlatformVolumeOfPath(posix, volume);
+    return posix != volume.mountPoint;
+}
+
 // The parser behind ZbPi_CStrToFSpec, on UTF-8 text.
 long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short preferredVolume) {
     ZbClearFSSpec(*ref);
@@ -274,9 +284,11 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
     long err;
     if (!posixText.empty()) {
         CleanPOSIXPath(posixText, posix, folderMarked);
+        if (LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
         err = ResolvePOSIX(posix, folderMarked, *ref);
     } else {
         err = ColonPathToPOSIX(colon, preferredVolume, posix, folderMarked);
+        if (err == 0 && LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
         if (err == 0) err = ResolvePOSIX(posix, folderMarked, *ref);
         if (err == 0 && AliasWorkAroundOn()) doubtful = !PathNamesVolume(colon, ref->vRefNum);
         if (err != 0) {
@@ -296,7 +308,9 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
         }
     }
 
-    if (err == kZbErrFolderNotFound || doubtful) {
+    // A folder missing on the way, a doubtful volume, or a folder name past the file system's
+    // limit (-37, which the walk answers as the caller's -92): resolve component by component.
+    if (err == kZbErrFolderNotFound || err == kZbErrBadPath || doubtful) {
         if (colon.empty()) {
             ZbVolume volume;
             Zb7_PlatformVolumeOfPath(posix, volume);
@@ -378,12 +392,13 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
 
 long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short /*flag*/) {
     ZbClearFSSpec(ref);
-    char utf8[kZbPathBufferSize];
+    // Paths are read up to their first 2000 bytes; the buffers hold one more for the terminator.
+    char utf8[kZbPathBufferSize + 1];
     text.GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
     if (utf8[0] == '$' && utf8[1] == '$') return kZbErrPathIsErrorText;
     long err = ZbPi_CStrToFSpec(utf8, kZbPathUTF8, maxNameLength, &ref);
     if (err == kZbErrNotFound && ZbIsClearedFSSpec(ref)) {
-        char macRoman[kZbPathBufferSize];
+        char macRoman[kZbPathBufferSize + 1];
         text.GetBytes(macRoman, sizeof macRoman, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_ASCII_Mac);
         if (std::strcmp(macRoman, utf8) != 0) err = ZbPi_CStrToFSpec(macRoman, kZbPathUTF8, maxNameLength, &ref);
     }

@@ -11,12 +11,24 @@ struct ZbNodeInfo {
     bool isLink = false;    // a symbolic link (only when not followed)
     uint64_t device = 0;
     uint64_t inode = 0;
+    // What tells an item apart from a later one that the file system gave the same inode number:
+    // its birth time in nanoseconds, or for a folder on a file system that keeps no birth time its
+    // inode generation; 0 when neither can be read.
+    uint64_t birth = 0;
+    bool SameItem(const ZbNodeInfo &other) const {
+        return device == other.device && inode == other.inode && birth == other.birth;
+    }
 };
 
 // The item at path, the link itself (follow false) or what it points to (follow true). 0, or the
 // error number: a missing item is -43 when its folder exists and -120 when a folder of the path
 // is missing; a path through something that is not a folder is -120.
 long Zb7_PlatformGetNodeInfo(const std::string &path, bool follow, ZbNodeInfo &info);
+
+// The folder a path leads to (symbolic links followed), and its real path: absolute, with every
+// symbolic link, "." and ".." resolved. The two are read from one open descriptor, so they belong
+// to the same folder even while others rename things. -120 when the path leads to no folder.
+long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::string &realPath);
 
 // The absolute path of an existing item with every symbolic link, "." and ".." resolved.
 long Zb7_PlatformRealPath(const std::string &path, std::string &resolved);

@@ -1,8 +1,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/fs.h>
 #include <stdlib.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -25,15 +28,72 @@ long MissingItemError(const std::string &path) {
 
 }  // namespace
 
+namespace {
+
+// Closes a descriptor when it goes out of scope.
+struct ZbFd {
+    int fd;
+    explicit ZbFd(int f) : fd(f) {}
+    ZbFd(const ZbFd &) = delete;
+    ZbFd &operator=(const ZbFd &) = delete;
+    ~ZbFd() {
+        if (fd >= 0) close(fd);
+    }
+};
+
+// The inode generation of a folder, read through a descriptor of its own (an O_PATH descriptor
+// cannot be asked); 0 when the file system keeps none or the folder cannot be opened.
+uint64_t FolderGeneration(int dirFd, const char *path, int extraFlags) {
+    const ZbFd folder(openat(dirFd, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | extraFlags));
+    int generation = 0;
+    if (folder.fd < 0 || ioctl(folder.fd, FS_IOC_GETVERSION, &generation) != 0) return 0;
+    return uint64_t(uint32_t(generation));
+}
+
+// statx of dirFd/path into info, with the birth time or, for a folder without one, the generation.
+int StatNode(int dirFd, const char *path, int flags, ZbNodeInfo &info) {
+    struct statx sx;
+    if (statx(dirFd, path, flags | AT_STATX_SYNC_AS_STAT, STATX_TYPE | STATX_INO | STATX_BTIME, &sx) != 0)
+        return errno;
+    info.isFolder = S_ISDIR(sx.stx_mode);
+    info.isLink = S_ISLNK(sx.stx_mode);
+    info.device = makedev(sx.stx_dev_major, sx.stx_dev_minor);
+    info.inode = sx.stx_ino;
+    if (sx.stx_mask & STATX_BTIME)
+        info.birth = uint64_t(sx.stx_btime.tv_sec) * 1000000000u + sx.stx_btime.tv_nsec;
+    else if (info.isFolder)
+        info.birth = FolderGeneration(dirFd, path, flags & AT_SYMLINK_NOFOLLOW ? O_NOFOLLOW : 0);
+    return 0;
+}
+
+}  // namespace
+
 long Zb7_PlatformGetNodeInfo(const std::string &path, bool follow, ZbNodeInfo &info) {
     info = {};
-    struct stat st;
-    if ((follow ? stat(path.c_str(), &st) : lstat(path.c_str(), &st)) != 0)
-        return errno == ENOENT ? MissingItemError(path) : Zb7_ErrnoToOSErr(errno);
-    info.isFolder = S_ISDIR(st.st_mode);
-    info.isLink = S_ISLNK(st.st_mode);
-    info.device = uint64_t(st.st_dev);
-    info.inode = uint64_t(st.st_ino);
+    if (const int error = StatNode(AT_FDCWD, path.c_str(), follow ? 0 : AT_SYMLINK_NOFOLLOW, info))
+        return error == ENOENT ? MissingItemError(path) : Zb7_ErrnoToOSErr(error);
+    return 0;
+}
+
+long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::string &realPath) {
+    info = {};
+    const ZbFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (folder.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : Zb7_ErrnoToOSErr(errno);
+    if (const int error = StatNode(folder.fd, "", AT_EMPTY_PATH, info)) return Zb7_ErrnoToOSErr(error);
+    // The kernel knows the path the descriptor was opened at; without /proc, resolve it again.
+    char link[PATH_MAX];
+    const std::string self = "/proc/self/fd/" + std::to_string(folder.fd);
+    const ssize_t n = readlink(self.c_str(), link, sizeof link);
+    if (n > 0 && size_t(n) < sizeof link && link[0] == '/') {
+        realPath.assign(link, size_t(n));
+        // A folder removed after it was opened has no path any more.
+        if (realPath.ends_with(" (deleted)")) {
+            ZbNodeInfo now;
+            if (Zb7_PlatformGetNodeInfo(realPath, true, now) != 0 || !now.SameItem(info)) return -120;
+        }
+        return 0;
+    }
+    if (const long err = Zb7_PlatformRealPath(path, realPath)) return err == -43 ? -120 : err;
     return 0;
 }
 

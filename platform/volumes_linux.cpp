@@ -6,6 +6,7 @@
 #include <limits.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -203,12 +204,38 @@ std::string ReadStartupVolumeName() {
     return "Startup Disk";
 }
 
+// What tells one mount from another at the same mount point. The kernel hands out mount ids and
+// anonymous device numbers again (the lowest free ones), so a file system mounted anew where
+// another was unmounted may show the same two. Where the kernel has them, its 64-bit mount ids are
+// never reused; elsewhere the birth time of the mounted file system's root folder tells a new
+// file system apart.
+struct MountIdentity {
+    uint64_t uniqueId = 0;  // 0 where the kernel gives none
+    int mountId = 0;
+    std::string device;
+    uint64_t rootBirth = 0;
+    bool operator==(const MountIdentity &) const = default;
+};
+
+// STATX_MNT_ID_UNIQUE, newer than some C library headers.
+constexpr unsigned kStatxUniqueMountId = 0x4000U;
+
+MountIdentity IdentityOf(const Mount &m) {
+    MountIdentity identity{0, m.id, m.device, 0};
+    struct statx sx;
+    // Cached attributes only: a network volume whose server is away must not hold up the table.
+    if (statx(AT_FDCWD, m.mountPoint.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT,
+              STATX_BTIME | kStatxUniqueMountId, &sx) == 0) {
+        if (sx.stx_mask & kStatxUniqueMountId) identity.uniqueId = sx.stx_mnt_id;
+        if (sx.stx_mask & STATX_BTIME)
+            identity.rootBirth = uint64_t(sx.stx_btime.tv_sec) * 1000000000u + sx.stx_btime.tv_nsec;
+    }
+    return identity;
+}
+
 struct Entry {
     ZbVolume volume;
-    int mountId = 0;
-    // With the id, the device and the mount point tell a new mount from an unmounted one whose id
-    // and device number the kernel gave out again (it hands out the lowest free ones).
-    std::string device;
+    MountIdentity identity;
 };
 
 struct Table {
@@ -249,9 +276,9 @@ void Rebuild(Table &t, std::string_view text) {
     for (size_t i = 0; i < mounts.size(); ++i) {
         const Mount &m = mounts[i];
         if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
-        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint}, m.id, m.device};
+        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint}, IdentityOf(m)};
         for (const Entry &old : t.volumes)
-            if (old.mountId == e.mountId && old.device == e.device && old.volume.mountPoint == e.volume.mountPoint)
+            if (old.identity == e.identity && old.volume.mountPoint == e.volume.mountPoint)
                 e.volume.vRefNum = old.volume.vRefNum;
         current.push_back(std::move(e));
     }

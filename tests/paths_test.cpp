@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <atomic>
+#include <shared_mutex>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -304,6 +305,160 @@ TEST_F(PathModel, FolderIdsFollowTheFolderNotItsPath) {
     fs::remove_all(b);
 }
 
+TEST_F(PathModel, AFolderIdNamesItsFolderWhicheverPathFoundIt) {
+    // A link beside a file whose name is the link's followed by the file's: a folder id stored
+    // with the link's path would answer that file.
+    const std::string t = tree->root + "/linked";
+    fs::create_directories(t + "/real/sub");
+    std::ofstream(t + "/real/f") << "real";
+    fs::create_directory_symlink("real", t + "/lnk");
+    std::ofstream(t + "/lnkf") << "WRONG";
+    const std::string refText = RefOf(t + "/real/f");
+    EXPECT_EQ(PathOf(t + "/lnk/sub"), Colon(t + "/lnk/sub") + ":");
+    EXPECT_EQ(PathOf(refText), Colon(t + "/real/f"));
+    // The same folder reached through the link has the same id, and its path is the real one.
+    EXPECT_EQ(RefOf(t + "/lnk/f"), refText);
+    EXPECT_EQ(PathOf(RefOf(t + "/lnk/f")), Colon(t + "/real/f"));
+    EXPECT_EQ(PathOf(RefOf(t + "/lnk/sub") + "x"), "$$-43");  // a new name in the real sub folder
+    fs::remove(t + "/lnkf");
+    EXPECT_EQ(PathOf(refText), Colon(t + "/real/f"));
+    fs::remove_all(t);
+}
+
+TEST_F(PathModel, AFolderMadeUnderTheInodeOfADeletedOneIsAnotherFolder) {
+    // ext4 gives a deleted folder's inode number to the next folder made; try a few times where a
+    // file system is slower to reuse numbers.
+    const std::string t = tree->root + "/reuse";
+    for (const bool forgotten : {false, true}) {
+        SCOPED_TRACE(forgotten ? "after the table forgot the folder" : "while the table knows the folder");
+        fs::create_directories(t + "/A");
+        std::ofstream(t + "/A/f") << "A";
+        const std::string refText = RefOf(t + "/A/f");
+        struct stat st;
+        ASSERT_EQ(stat((t + "/A").c_str(), &st), 0);
+        const ino_t inode = st.st_ino;
+        if (forgotten) {
+            ZbSetFolderTableLimit(1);
+            RefOf(tree->root + "/dir/file.txt");  // pushes A out
+        }
+        fs::remove_all(t + "/A");
+        std::string reused;
+        for (int i = 0; i < 200 && reused.empty(); ++i) {
+            const std::string candidate = t + "/C" + std::to_string(i);
+            fs::create_directory(candidate);
+            if (stat(candidate.c_str(), &st) == 0 && st.st_ino == inode) reused = candidate;
+        }
+        if (reused.empty()) {
+            ZbSetFolderTableLimit(0);
+            fs::remove_all(t);
+            GTEST_SKIP() << "the file system did not give a deleted folder's inode number to a new one";
+        }
+        std::ofstream(reused + "/f") << "C";
+        EXPECT_NE(RefOf(reused + "/f"), refText);
+        EXPECT_EQ(PathOf(refText), "$$-120");
+        ZbSetFolderTableLimit(0);
+        fs::remove_all(t);
+    }
+}
+
+TEST_F(PathModel, NamesArePutToTheCallersMaximumBeforeTheFileSystem) {
+    const Tree &t = *tree;
+    // A name past the file system's own limit is still just a name longer than the caller allows.
+    EXPECT_EQ(PathOf(t("dir/" + std::string(256, 'L')), 255), "$$-92");
+    EXPECT_EQ(PathOf(Colon(t("dir/" + std::string(256, 'L'))), 255), "$$-92");
+    EXPECT_EQ(PathOf(t("dir/" + std::string(300, 'L') + "/x"), 255), "$$-92");
+    EXPECT_EQ(PathOf(t("dir/" + std::string(255, 'L')), 255), Colon(t("dir/" + std::string(255, 'L'))));
+}
+
+// Eight threads make references and resolve them while another renames, deletes and remakes
+// folders and retargets links, reusing a few names so that paths and inode numbers come back. Each
+// file holds a serial number no other file ever had. A reference must answer the file it was made
+// for or an error, never another file. Every step of a thread (make a reference, or resolve one
+// and read what it answers) holds the lock shared, and every single change of the tree holds it
+// alone, so what a step sees does not move under it; the plug-in's tables see the steps and
+// changes interleaved.
+TEST_F(PathModel, ReferencesAnswerTheirOwnItemsWhileTheTreeChanges) {
+    const std::string s = tree->root + "/churn";
+    fs::create_directories(s);
+    std::atomic<int> serial{0};
+    const auto makeFolder = [&](const std::string &path) {
+        fs::create_directories(path + "/sub");
+        std::ofstream(path + "/f") << serial++;
+        std::ofstream(path + "/sub/f") << serial++;
+    };
+    const auto name = [&](const char *kind, unsigned i) { return s + "/" + kind + std::to_string(i % 3); };
+    for (unsigned i = 0; i < 3; ++i) {
+        makeFolder(name("d", i));
+        fs::create_directory_symlink("d" + std::to_string(i), name("l", i));
+        std::ofstream(name("l", i) + "f") << serial++;
+    }
+    const auto read = [](const std::string &path) {
+        std::ifstream in(path);
+        std::string text;
+        return in && std::getline(in, text) ? text : std::string();
+    };
+
+    std::shared_mutex world;
+    std::atomic<bool> stop{false};
+    std::atomic<int> wrong{0}, answered{0};
+    std::thread changer([&] {
+        for (unsigned k = 0; !stop; ++k) {
+            std::unique_lock lock(world);
+            std::error_code ec;
+            switch (k % 4) {
+            case 0: fs::rename(name("d", k), name("d", k + 1), ec); break;  // fails while the target exists
+            case 1:
+                fs::remove_all(name("d", k / 4), ec);
+                makeFolder(name("d", k / 4));
+                break;
+            case 2:
+                fs::remove(name("l", k / 4), ec);
+                fs::create_directory_symlink("d" + std::to_string((k / 4 + 1) % 3), name("l", k / 4), ec);
+                break;
+            case 3:
+                fs::remove(name("l", k / 4) + "f", ec);
+                std::ofstream(name("l", k / 4) + "f") << serial++;
+                break;
+            }
+        }
+    });
+    const char *items[] = {"d0/f", "d1/sub/f", "l0/f", "l1/sub/f", "l2f", "d2/sub/f", "l2/f"};
+    std::vector<std::thread> threads;
+    for (unsigned k = 0; k < 8; ++k)
+        threads.emplace_back([&, k] {
+            std::vector<std::pair<std::string, std::string>> made;  // reference text, serial
+            for (unsigned i = 0; i < 300; ++i) {
+                std::shared_lock lock(world);
+                if (i % 2 == 0) {
+                    const std::string path = s + "/" + items[(i / 2 + k) % std::size(items)];
+                    const std::string held = read(path), refText = RefOf(path);
+                    if (!held.empty() && refText.substr(0, 2) != "$$") made.emplace_back(refText, held);
+                } else if (!made.empty()) {
+                    const auto &[refText, held] = made[(i * 7 + k) % made.size()];
+                    FSSpec ref;
+                    std::string posix;
+                    if (Parse(refText, ref) == 0 && Zb7_FSSpecToPOSIXPath(ref, posix) == 0) {
+                        const std::string found = read(posix);
+                        if (!found.empty() && found != held) ++wrong;
+                        if (!found.empty()) ++answered;
+                    }
+                    // The colon path the reference answers names the same file.
+                    const std::string colon = PathOf(refText);
+                    if (colon.substr(0, 2) != "$$" && Parse(colon, ref) == 0 && Zb7_FSSpecToPOSIXPath(ref, posix) == 0) {
+                        const std::string found = read(posix);
+                        if (!found.empty() && found != held) ++wrong;
+                    }
+                }
+            }
+        });
+    for (auto &t : threads) t.join();
+    stop = true;
+    changer.join();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_GT(answered, 0);
+    fs::remove_all(s);
+}
+
 TEST_F(PathModel, TemporaryFilesAreMadeBesideTheTargetOncePerSecond) {
     FSSpec target, temp, again;
     ASSERT_EQ(Parse(tree->root + "/dir/file.txt", target), 0);
@@ -395,6 +550,22 @@ TEST_F(PathFunctions, ConvertBetweenPathsAndReferenceTexts) {
               ":-100:" + std::to_string(st.st_ino) + ":x.txt");
 }
 
+TEST_F(PathFunctions, PathsAreReadUpToTheirTwoThousandthByte) {
+    std::string folder = tree->root + "/long";
+    while (1979 - folder.size() > 102) folder += "/" + std::string(100, char('a' + folder.size() % 26));
+    folder += "/" + std::string(1979 - folder.size() - 1, 'z');
+    fs::create_directories(folder);
+    const std::string file = folder + "/" + std::string(20, 'f');
+    ASSERT_EQ(file.size(), 2000u);
+    std::ofstream(file) << "x";
+    const std::string refText = Call("ZbFile_FullPathToFileSpec", {"", file});
+    EXPECT_EQ(refText.substr(refText.rfind(':') + 1), file.substr(file.rfind('/') + 1));
+    // The 2001st byte is cut off: the path then names the file without its last letter.
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file + "g"}), refText);
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file.substr(0, 1999)}), "$$-43");
+    fs::remove_all(tree->root + "/long");
+}
+
 TEST_F(PathFunctions, FindFolderTakesTheFirstKeywordOfItsTable) {
     const std::string desktop = tree->root + "/B\xC3\xBCro";  // "Büro"
     fs::create_directories(desktop);
@@ -412,6 +583,16 @@ TEST_F(PathFunctions, FindFolderTakesTheFirstKeywordOfItsTable) {
     EXPECT_EQ(Call("ZbFile_FindFolder", {"root"}), StartupColon());
     EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", Call("ZbFile_FindFolder", {"-ReturnFSSpec root"})}),
               StartupColon());
+    // A desktop that is a symbolic link: the folder it leads to, also after a path through the
+    // link has been used.
+    fs::create_directory_symlink(desktop, tree->root + "/DeskLink");
+    setenv("XDG_DESKTOP_DIR", (tree->root + "/DeskLink").c_str(), 1);
+    const std::string linked = Call("ZbFile_FindFolder", {"-ReturnFSSpec desktop"});
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", tree->root + "/DeskLink/note.txt"}),
+              Colon(tree->root + "/DeskLink/note.txt"));
+    EXPECT_EQ(Call("ZbFile_FileSpecToFullPath", {"", linked + "note.txt"}), Colon(desktop + "/note.txt"));
+    EXPECT_EQ(Call("ZbFile_FindFolder", {"desktop"}), Colon(tree->root + "/B\xE2\x88\x9A\xC2\xBA" "ro") + ":");
+    fs::remove(tree->root + "/DeskLink");
     EXPECT_EQ(Call("ZbFile_FindFolder", {"shutdown"}), "$$-43");
     EXPECT_EQ(Call("ZbFile_FindFolder", {"-ReturnFSSpec"}), "$$-1");
     unsetenv("XDG_DESKTOP_DIR");

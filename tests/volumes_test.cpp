@@ -2,6 +2,7 @@
 // root, the table of a private mount namespace while small tmpfs volumes come and go.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -14,6 +15,7 @@
 #include <iostream>
 #include <thread>
 
+#include "files/paths.h"
 #include "platform/volumes.h"
 
 namespace {
@@ -191,7 +193,48 @@ void MountsInPrivateNamespace(bool runMedia) {
     CHILD_EQ(wrong.load(), 0);
 }
 
+// The reference text a path resolves to, or the error text.
+std::string RefOf(const std::string &path) {
+    FSSpec ref;
+    if (const long err = ZbPi_CStrToFSpec(path, kZbPathUTF8, 255, &ref)) return "$$" + std::to_string(err);
+    std::string text;
+    Zb7_Mac_FSSpecToCStr(ref, text);
+    return text;
+}
+
+// A tmpfs unmounted and another mounted at the same point, holding the same names: the kernel may
+// give the new mount the old one's id and device number, but it is another volume.
+void RemountInPrivateNamespace(bool) {
+    const auto fill = [] {
+        mkdir("/mnt/USB/d", 0755);
+        close(open("/mnt/USB/d/f", O_CREAT | O_WRONLY, 0644));
+        close(open("/mnt/USB/g", O_CREAT | O_WRONLY, 0644));
+    };
+    MountTmpfs("/mnt/USB");
+    fill();
+    const short old = OnPath("/mnt/USB").vRefNum;
+    const std::string inFolder = RefOf("/mnt/USB/d/f"), atTop = RefOf("/mnt/USB/g");
+    CHILD_EQ(atTop, ":" + std::to_string(old) + ":2:g");
+    CHILD_EQ(RefOf(inFolder), inFolder);
+    for (int i = 0; i < 3; ++i) {
+        CHILD_EQ(umount2("/mnt/USB", 0), 0);
+        MountTmpfs("/mnt/USB");
+        fill();
+        CHILD_EQ(Numbered(old), "-");
+        CHILD_EQ(OnPath("/mnt/USB").vRefNum != old, true);
+        CHILD_EQ(RefOf(inFolder), "$$-35");
+        CHILD_EQ(RefOf(atTop), "$$-35");
+    }
+}
+
 }  // namespace
+
+TEST(VolumesInPrivateMounts, AVolumeMountedAnewDoesNotAnswerOldReferences) {
+    static const std::string why = WhyNoPrivateMounts();
+    if (!why.empty()) GTEST_SKIP() << why;
+    Zb7_PlatformListVolumes();
+    EXPECT_EXIT(RunInPrivateMounts(RemountInPrivateNamespace), ::testing::ExitedWithCode(0), "");
+}
 
 TEST(VolumesInPrivateMounts, NamesNumbersLookUpsAndChanges) {
     static const std::string why = WhyNoPrivateMounts();
