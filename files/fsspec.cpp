@@ -44,6 +44,9 @@ struct ZbFolderEntry {
 struct ZbFolderTable {
     std::unordered_map<uint64_t, ZbFolderEntry> byId;
     std::unordered_map<ZbNodeKey, int32_t, ZbNodeKeyHash> byNode;
+    // Real paths to id keys: a path seen before is checked with one look-up instead of being
+    // resolved again. An entry may be stale (its folder moved away); the check tells.
+    std::unordered_map<std::string, uint64_t> byPath;
     std::list<uint64_t> ages;  // id keys, most recently used first
     // Ids of folders forgotten to keep the table small, without their paths. A retired id is
     // never given to another folder, so that an old reference text cannot come to name a
@@ -65,6 +68,26 @@ ZbFolderTable &Table() {
 
 void Touch(ZbFolderTable &t, ZbFolderEntry &e) { t.ages.splice(t.ages.begin(), t.ages, e.age); }
 
+// Whether a path leads to the folder of that node (the same folder, not a later one that has its
+// inode number).
+bool LeadsTo(const std::string &path, const ZbNodeKey &node) {
+    ZbNodeInfo info;
+    return Zb7_PlatformGetNodeInfo(path, true, info) == 0 &&
+           info.SameItem(ZbNodeInfo{true, false, node.device, node.inode, node.birth});
+}
+
+void ForgetPath(ZbFolderTable &t, const std::string &path, uint64_t key) {
+    if (const auto it = t.byPath.find(path); it != t.byPath.end() && it->second == key) t.byPath.erase(it);
+}
+
+// A folder's real path, as it is now.
+void SetPath(ZbFolderTable &t, uint64_t key, ZbFolderEntry &e, const std::string &path) {
+    if (e.path == path) return;
+    ForgetPath(t, e.path, key);
+    e.path = path;
+    t.byPath[path] = key;
+}
+
 void Unretire(ZbFolderTable &t, uint64_t key) {
     const auto it = t.retiredById.find(key);
     if (it == t.retiredById.end()) return;
@@ -77,6 +100,7 @@ void Forget(ZbFolderTable &t, uint64_t key) {
     if (it == t.byId.end()) return;
     const ZbNodeKey node = it->second.node;
     t.byNode.erase(node);
+    ForgetPath(t, it->second.path, key);
     t.ages.erase(it->second.age);
     t.byId.erase(it);
     t.retiredById.emplace(key, node);
@@ -109,8 +133,9 @@ int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNod
         ZbFrameLock lock(gFrameMutex);
         ZbFolderTable &t = Table();
         if (const auto found = t.byNode.find(node); found != t.byNode.end()) {
-            ZbFolderEntry &e = t.byId.at(IdKey(volume.vRefNum, found->second));
-            if (e.path != path) e.path = path;  // the folder has moved since
+            const uint64_t key = IdKey(volume.vRefNum, found->second);
+            ZbFolderEntry &e = t.byId.at(key);
+            SetPath(t, key, e, path);  // the folder may have moved since
             Touch(t, e);
             return found->second;
         }
@@ -135,6 +160,7 @@ int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNod
     t.ages.push_front(key);
     t.byId.emplace(key, ZbFolderEntry{path, node, t.ages.begin()});
     t.byNode.emplace(node, id);
+    t.byPath[path] = key;
     while (t.byId.size() > t.limit) Forget(t, t.ages.back());
     return id;
 }
@@ -143,6 +169,27 @@ int32_t EnterFolder(const ZbVolume &volume, const std::string &path, const ZbNod
 // its id names that folder whichever path, through whichever symbolic link, found it; a link to a
 // folder of another volume leads to that volume.
 long FolderIdOfAnyPath(const std::string &path, short &vRefNum, int32_t &folderId) {
+    // A known folder's real path: one look-up tells whether it still leads to that folder.
+    ZbNodeKey known{};
+    uint64_t knownKey = 0;
+    {
+        ZbFrameLock lock(gFrameMutex);
+        ZbFolderTable &t = Table();
+        if (const auto it = t.byPath.find(path); it != t.byPath.end()) {
+            knownKey = it->second;
+            known = t.byId.at(knownKey).node;
+        }
+    }
+    if (knownKey && LeadsTo(path, known)) {
+        ZbFrameLock lock(gFrameMutex);
+        ZbFolderTable &t = Table();
+        if (const auto it = t.byId.find(knownKey); it != t.byId.end() && it->second.node == known) {
+            Touch(t, it->second);
+            vRefNum = short(uint16_t(knownKey >> 32));
+            folderId = int32_t(uint32_t(knownKey));
+            return 0;
+        }
+    }
     ZbNodeInfo info;
     std::string real;
     if (const long err = Zb7_PlatformFolderInfo(path, info, real)) return err;
@@ -219,10 +266,7 @@ long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
         node = it->second.node;
     }
     // The id stands for that folder, not for its path: a folder moved away or replaced is not found.
-    ZbNodeInfo info;
-    if (Zb7_PlatformGetNodeInfo(path, true, info) != 0 ||
-        !info.SameItem(ZbNodeInfo{true, false, node.device, node.inode, node.birth}))
-        return -120;
+    if (!LeadsTo(path, node)) return -120;
     return 0;
 }
 

@@ -370,10 +370,11 @@ TEST_F(PathModel, NamesArePutToTheCallersMaximumBeforeTheFileSystem) {
     EXPECT_EQ(PathOf(t("dir/" + std::string(255, 'L')), 255), Colon(t("dir/" + std::string(255, 'L'))));
 }
 
-// Eight threads make references and resolve them while another renames, deletes and remakes
+// Eight threads make references and resolve them while another renames, moves, deletes and remakes
 // folders and retargets links, reusing a few names so that paths and inode numbers come back. Each
-// file holds a serial number no other file ever had. A reference must answer the file it was made
-// for or an error, never another file. Every step of a thread (make a reference, or resolve one
+// file holds a serial number no other file ever had, and no file is made again under the name of
+// one removed from the same folder (a reference names an item by its folder and name). A reference
+// must answer the file it was made for or an error, never another file. Every step of a thread (make a reference, or resolve one
 // and read what it answers) holds the lock shared, and every single change of the tree holds it
 // alone, so what a step sees does not move under it; the plug-in's tables see the steps and
 // changes interleaved.
@@ -415,10 +416,7 @@ TEST_F(PathModel, ReferencesAnswerTheirOwnItemsWhileTheTreeChanges) {
                 fs::remove(name("l", k / 4), ec);
                 fs::create_directory_symlink("d" + std::to_string((k / 4 + 1) % 3), name("l", k / 4), ec);
                 break;
-            case 3:
-                fs::remove(name("l", k / 4) + "f", ec);
-                std::ofstream(name("l", k / 4) + "f") << serial++;
-                break;
+            case 3: fs::rename(name("d", k / 4) + "/sub", name("d", k / 4 + 1) + "/sub", ec); break;
             }
         }
     });
