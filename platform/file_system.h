@@ -46,4 +46,17 @@ long Zb7_PlatformApplicationPath(std::string &path);
 // local time.
 uint32_t Zb7_PlatformCurrentDateTime();
 
+// Seconds between 1 January 1904 and 1 January 1970.
+constexpr int64_t kZbSeconds1904To1970 = 2082844800;
+
+// A moment (seconds since 1970, UTC) as a local date-time in seconds since 1904, with the zone's
+// rules in force at that moment. Moments before 1904 or past the 32-bit range (early 2040) are
+// held at its ends.
+uint32_t Zb7_PlatformLocalDateOfTime(int64_t seconds);
+// The moment of a local date-time given in seconds since 1904 (any 64-bit count). A local time
+// that a daylight-saving change skips or repeats is taken as mktime(3) takes it with the zone's
+// rules left to decide (tm_isdst -1): a skipped time moves on by the change, a repeated one is
+// read in one of its two meanings.
+int64_t Zb7_PlatformTimeOfLocalDate(int64_t localDate);
+
 #endif

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <memory>
@@ -132,10 +133,21 @@ long Zb7_PlatformApplicationPath(std::string &path) {
     return 0;
 }
 
-uint32_t Zb7_PlatformCurrentDateTime() {
-    constexpr int64_t kSeconds1904To1970 = 2082844800;
-    const time_t now = time(nullptr);
+uint32_t Zb7_PlatformCurrentDateTime() { return Zb7_PlatformLocalDateOfTime(time(nullptr)); }
+
+uint32_t Zb7_PlatformLocalDateOfTime(int64_t seconds) {
+    const time_t moment = time_t(seconds);
     struct tm local {};
-    localtime_r(&now, &local);
-    return uint32_t(int64_t(now) + local.tm_gmtoff + kSeconds1904To1970);
+    if (!localtime_r(&moment, &local)) return seconds < 0 ? 0 : UINT32_MAX;
+    const int64_t date = seconds + local.tm_gmtoff + kZbSeconds1904To1970;
+    return uint32_t(std::clamp<int64_t>(date, 0, UINT32_MAX));
+}
+
+int64_t Zb7_PlatformTimeOfLocalDate(int64_t localDate) {
+    // The local calendar fields, worked out as if the date were UTC, then read as local time.
+    const time_t asUTC = time_t(localDate - kZbSeconds1904To1970);
+    struct tm fields {};
+    gmtime_r(&asUTC, &fields);
+    fields.tm_isdst = -1;
+    return int64_t(mktime(&fields));
 }

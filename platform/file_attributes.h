@@ -1,0 +1,62 @@
+// What the file system keeps about an item beyond its contents: sizes, dates, permissions and the
+// extended attributes that carry the Mac notions (Finder information, comment, resource fork, a
+// creation date that was set). Every call acts on the item itself: a symbolic link is an item of
+// its own and is never followed.
+//
+// A file system without extended attributes reads as if every attribute were absent, and answers
+// -1426 when one must be written (so does a symbolic link, which Linux gives no user attributes).
+#ifndef ZERB_PLATFORM_FILE_ATTRIBUTES_H
+#define ZERB_PLATFORM_FILE_ATTRIBUTES_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// Names of the extended attributes, as macOS names them where it has the notion.
+inline constexpr char kZbFinderInfoAttribute[] = "user.com.apple.FinderInfo";
+inline constexpr char kZbCommentAttribute[] = "user.com.apple.metadata:kMDItemFinderComment";
+inline constexpr char kZbResourceForkAttribute[] = "user.com.apple.ResourceFork";
+inline constexpr char kZbCreatedAttribute[] = "user.zerb.created";
+
+constexpr long kZbErrNoAttributes = -1426;
+
+struct ZbItemInfo {
+    bool isFolder = false;
+    bool isLink = false;
+    bool locked = false;          // the owner may not write it (never a symbolic link)
+    uint64_t dataSize = 0;        // bytes of data (of a link: the length of its target text)
+    uint64_t allocatedBytes = 0;  // blocks the data takes, in bytes
+    int64_t modified = 0;         // seconds since 1970, UTC
+    int64_t accessed = 0;
+    int64_t changed = 0;
+    int64_t born = 0;
+    bool hasBirth = false;        // the file system keeps a birth time and gave it
+};
+
+// The item at path (not followed). -43 when it is missing, -120 when a folder on the way is.
+long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info);
+
+// The value of an extended attribute of the item. `found` is false, with an empty value, when the
+// item has no such attribute or the file system keeps none.
+long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::string &value, bool &found);
+// The size of an attribute's value; 0 when absent.
+long Zb7_PlatformAttributeSize(const std::string &path, const char *name, uint64_t &size);
+long Zb7_PlatformWriteAttribute(const std::string &path, const char *name, std::string_view value);
+// Removing an attribute the item does not have succeeds.
+long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name);
+
+// Locks the item (takes away every write permission) or unlocks it (gives its owner write
+// permission). -1426 for a symbolic link, whose permissions mean nothing.
+long Zb7_PlatformSetLocked(const std::string &path, bool locked);
+
+// The modification time, seconds since 1970 UTC; the access time is left as it is.
+long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds);
+
+// The creation date, seconds since 1970 UTC: the one that was set (kept in kZbCreatedAttribute),
+// else the birth time, else the earlier of the modification and status-change times.
+int64_t Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info);
+long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds);
+
+#endif

@@ -1,0 +1,132 @@
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+
+#include "platform/errors.h"
+#include "platform/file_attributes.h"
+#include "platform/file_system.h"
+#include "platform/system_calls.h"
+
+namespace {
+
+// The error number of a failed attribute write: a file system without extended attributes, or a
+// symbolic link (Linux refuses user attributes on links with EPERM), cannot keep one.
+long WriteError(const std::string &path, int error) {
+    if (error == ENOTSUP) return kZbErrNoAttributes;
+    if (error == EPERM) {
+        struct stat st;
+        if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) return kZbErrNoAttributes;
+    }
+    return error == ENOENT ? -43 : Zb7_ErrnoToOSErr(error);
+}
+
+// A missing item (or one whose folder went away) as the path code answers it.
+long ReadError(const std::string &path, int error) {
+    if (error != ENOENT) return Zb7_ErrnoToOSErr(error);
+    ZbNodeInfo node;
+    const long err = Zb7_PlatformGetNodeInfo(path, false, node);
+    return err ? err : -43;
+}
+
+}  // namespace
+
+long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info) {
+    info = {};
+    struct statx sx;
+    if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
+        return ReadError(path, errno);
+    info.isFolder = S_ISDIR(sx.stx_mode);
+    info.isLink = S_ISLNK(sx.stx_mode);
+    info.locked = !info.isLink && !(sx.stx_mode & S_IWUSR);
+    info.dataSize = sx.stx_size;
+    info.allocatedBytes = sx.stx_blocks * 512;
+    info.modified = sx.stx_mtime.tv_sec;
+    info.accessed = sx.stx_atime.tv_sec;
+    info.changed = sx.stx_ctime.tv_sec;
+    info.hasBirth = (sx.stx_mask & STATX_BTIME) && sx.stx_btime.tv_sec != 0;
+    info.born = info.hasBirth ? sx.stx_btime.tv_sec : 0;
+    return 0;
+}
+
+long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::string &value, bool &found) {
+    value.clear();
+    found = false;
+    // Ask for the size, then read; the value may change in between, so retry while it grows.
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        const ssize_t size = lgetxattr(path.c_str(), name, nullptr, 0);
+        if (size < 0) {
+            if (errno == ENODATA || errno == ENOTSUP) return 0;
+            return ReadError(path, errno);
+        }
+        value.resize(size_t(size));
+        const ssize_t n = lgetxattr(path.c_str(), name, value.data(), value.size());
+        if (n >= 0) {
+            value.resize(size_t(n));
+            found = true;
+            return 0;
+        }
+        if (errno == ENODATA || errno == ENOTSUP) {
+            value.clear();
+            return 0;
+        }
+        if (errno != ERANGE) return ReadError(path, errno);
+    }
+    value.clear();
+    return -36;
+}
+
+long Zb7_PlatformAttributeSize(const std::string &path, const char *name, uint64_t &size) {
+    size = 0;
+    const ssize_t n = lgetxattr(path.c_str(), name, nullptr, 0);
+    if (n >= 0) size = uint64_t(n);
+    else if (errno != ENODATA && errno != ENOTSUP) return ReadError(path, errno);
+    return 0;
+}
+
+long Zb7_PlatformWriteAttribute(const std::string &path, const char *name, std::string_view value) {
+    if (ZbSys_lsetxattr(path.c_str(), name, value.data(), value.size(), 0) != 0) return WriteError(path, errno);
+    return 0;
+}
+
+long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name) {
+    if (ZbSys_lremovexattr(path.c_str(), name) != 0 && errno != ENODATA) {
+        if (errno == ENOTSUP) return 0;  // nothing kept, so nothing to remove
+        return WriteError(path, errno);
+    }
+    return 0;
+}
+
+long Zb7_PlatformSetLocked(const std::string &path, bool locked) {
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0) return ReadError(path, errno);
+    if (S_ISLNK(st.st_mode)) return kZbErrNoAttributes;
+    const mode_t mode = locked ? st.st_mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH) : st.st_mode | S_IWUSR;
+    if (ZbSys_fchmodat(AT_FDCWD, path.c_str(), mode & 07777, 0) != 0) return Zb7_ErrnoToOSErr(errno);
+    return 0;
+}
+
+long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds) {
+    const struct timespec times[2] = {{0, UTIME_OMIT}, {time_t(seconds), 0}};
+    if (ZbSys_utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW) != 0) return ReadError(path, errno);
+    return 0;
+}
+
+int64_t Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info) {
+    std::string text;
+    bool found = false;
+    if (Zb7_PlatformReadAttribute(path, kZbCreatedAttribute, text, found) == 0 && found) {
+        int64_t seconds = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+        if (error == std::errc() && end == text.data() + text.size()) return seconds;
+    }
+    if (info.hasBirth) return info.born;
+    return std::min(info.modified, info.changed);
+}
+
+long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds) {
+    return Zb7_PlatformWriteAttribute(path, kZbCreatedAttribute, std::to_string(seconds));
+}

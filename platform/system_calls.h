@@ -1,0 +1,43 @@
+// The system calls that change files, in one place. Every routine of the plug-in that writes,
+// renames, removes or changes an item calls through these wrappers, so that the tests can make any
+// one of them fail (as a full disk, an I/O error or an interrupted call would) and check that the
+// user's files are as the plug-in promises after every such failure.
+//
+// The wrappers take the arguments of the calls they stand for and answer as they do: -1 (or a
+// null pointer) with errno set on failure.
+#ifndef ZERB_PLATFORM_SYSTEM_CALLS_H
+#define ZERB_PLATFORM_SYSTEM_CALLS_H
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+
+int ZbSys_openat(int dirFd, const char *path, int flags, mode_t mode = 0);
+ssize_t ZbSys_write(int fd, const void *buffer, size_t size);
+ssize_t ZbSys_pwrite(int fd, const void *buffer, size_t size, off_t offset);
+int ZbSys_fsync(int fd);
+int ZbSys_ftruncate(int fd, off_t size);
+int ZbSys_renameat2(int fromDir, const char *from, int toDir, const char *to, unsigned flags);
+int ZbSys_linkat(int fromDir, const char *from, int toDir, const char *to, int flags);
+int ZbSys_unlinkat(int dirFd, const char *path, int flags);
+int ZbSys_mkdirat(int dirFd, const char *path, mode_t mode);
+int ZbSys_symlinkat(const char *target, int dirFd, const char *path);
+int ZbSys_lsetxattr(const char *path, const char *name, const void *value, size_t size, int flags);
+int ZbSys_fsetxattr(int fd, const char *name, const void *value, size_t size, int flags);
+int ZbSys_lremovexattr(const char *path, const char *name);
+int ZbSys_fremovexattr(int fd, const char *name);
+int ZbSys_fchmodat(int dirFd, const char *path, mode_t mode, int flags);
+int ZbSys_fchmod(int fd, mode_t mode);
+int ZbSys_fchownat(int dirFd, const char *path, uid_t owner, gid_t group, int flags);
+int ZbSys_utimensat(int dirFd, const char *path, const struct timespec times[2], int flags);
+int ZbSys_futimens(int fd, const struct timespec times[2]);
+ssize_t ZbSys_copy_file_range(int in, off_t *inOffset, int out, off_t *outOffset, size_t size, unsigned flags);
+
+// Test hooks, per thread: after ZbSysFailCall(n, error), the n-th wrapper call of this thread
+// from now on fails with that errno (n >= 1; 0 disarms). ZbSysCallCount() counts the wrapper
+// calls this thread has made.
+void ZbSysFailCall(long n, int error);
+long ZbSysCallCount();
+
+#endif
