@@ -2,7 +2,7 @@
 # Installs what building and testing need, from Debian/Ubuntu packages, when it is missing.
 # Further package names given as arguments are installed the same way.
 set -euo pipefail
-packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils "$@")
+packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
