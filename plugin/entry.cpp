@@ -21,6 +21,7 @@ bool ZbPlatformSupported() { return true; }
 long ZbFileLayerStartup() {
     gStartupDiskNameAndColon = Zb7_PlatformStartupVolumeName() + ":";
     gNavServicesExists = false;  // no dialogs on a server
+    gDefaultCreator = ZbFourCharCode("ttxt");
     try {
         gDefaultFTypeListPtr = std::make_unique<std::array<uint32_t, kMaxDefaultTypes>>();
         (*gDefaultFTypeListPtr)[0] = ZbFourCharCode("TEXT");

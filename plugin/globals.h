@@ -19,6 +19,9 @@ extern long gXP_StartupCount;            // init messages seen in this process
 extern std::string gStartupDiskNameAndColon;
 extern bool gNavServicesExists;          // file dialogs can be shown
 
+// Creator code given to new files; 0 gives them none.
+extern uint32_t gDefaultCreator;
+
 // Default file type list for the open-file dialog: room for ten four-character types.
 constexpr int kMaxDefaultTypes = 10;
 extern std::unique_ptr<std::array<uint32_t, kMaxDefaultTypes>> gDefaultFTypeListPtr;

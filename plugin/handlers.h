@@ -27,6 +27,24 @@ fmx::errcode ZbFile7_DoGetPathTo(short functionId, const fmx::ExprEnv &env, cons
                                  fmx::Data &result);
 fmx::errcode ZbFile7_DoSetDefaultFileSpec(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                           fmx::Data &result);
+fmx::errcode ZbFile7_DoExists(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                   fmx::Data &result);
+fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fmx::ExprEnv &env,
+                                                      const fmx::DataVect &parameters, fmx::Data &result);
+fmx::errcode ZbFile7_DoGetFileAttribute(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                        fmx::Data &result);
+fmx::errcode ZbFile7_DoGetFileCreatorOrType(short functionId, const fmx::ExprEnv &env,
+                                            const fmx::DataVect &parameters, fmx::Data &result);
+fmx::errcode ZbFile7_DoSetFileAttribute(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                        fmx::Data &result);
+fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx::ExprEnv &env,
+                                                     const fmx::DataVect &parameters, fmx::Data &result);
+fmx::errcode ZbFile7_DoSetDefaultCreator(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                         fmx::Data &result);
+fmx::errcode ZbFile7_DoSetDefaultType(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                      fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

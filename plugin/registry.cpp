@@ -35,24 +35,24 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4213, 2, 2, kNotAvailable},      // DeleteFile
     {4214, 2, 2, kNotAvailable},      // DeleteFolder
     {4215, 2, 2, kNotAvailable},      // DiskInfo
-    {4216, 2, 2, kNotAvailable},      // Exists
+    {4216, 2, 2, ZbFile7_DoExists},  // Exists
     {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
     {4221, 1, 1, ZbFile7_DoFindFolder},  // FindFolder
     {4222, 2, 2, ZbFile7_DoFullPathToFileSpec},  // FullPathToFileSpec
     {4223, 2, 4, kNotAvailable},      // GetContents
-    {4224, 2, 2, kNotAvailable},      // GetFileSize (data fork)
-    {4230, 2, 2, kNotAvailable},      // GetDateCreated
-    {4231, 2, 2, kNotAvailable},      // GetDateModified
-    {4232, 2, 2, kNotAvailable},      // GetTimestampCreated
-    {4233, 2, 2, kNotAvailable},      // GetTimestampModified
-    {4234, 2, 2, kNotAvailable},      // GetFileAttribute
-    {4240, 2, 2, kNotAvailable},      // GetFileCreator
-    {4241, 2, 2, kNotAvailable},      // GetFileSizeTotal
-    {4242, 2, 2, kNotAvailable},      // GetFileType
+    {4224, 2, 2, ZbFile7_DoGetFileSize},  // GetFileSize (data fork)
+    {4230, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateCreated
+    {4231, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateModified
+    {4232, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimestampCreated
+    {4233, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimestampModified
+    {4234, 2, 2, ZbFile7_DoGetFileAttribute},  // GetFileAttribute
+    {4240, 2, 2, ZbFile7_DoGetFileCreatorOrType},  // GetFileCreator
+    {4241, 2, 2, ZbFile7_DoGetFileSize},  // GetFileSizeTotal
+    {4242, 2, 2, ZbFile7_DoGetFileCreatorOrType},  // GetFileType
     {4243, 1, 3, ZbFile7_DoGetPathTo},  // GetPathTo
-    {4244, 2, 2, kNotAvailable},      // GetResourceForkSize
-    {4250, 2, 2, kNotAvailable},      // GetTimeCreated
-    {4251, 2, 2, kNotAvailable},      // GetTimeModified
+    {4244, 2, 2, ZbFile7_DoGetFileSize},  // GetResourceForkSize
+    {4250, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeCreated
+    {4251, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeModified
     {4252, 2, 3, kNotAvailable},      // Launch
     {4253, 1, 1, kNotAvailable},      // ListDisks
     {4254, 2, 2, kNotAvailable},      // ListFolder
@@ -65,12 +65,12 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4271, 2, 3, kNotAvailable},      // SelectFileDialog
     {4272, 2, 3, kNotAvailable},      // SelectFolderDialog
     {4273, 2, 2, kNotAvailable},      // SetContents
-    {4274, 2, 2, kNotAvailable},      // SetDefaultCreator
+    {4274, 2, 2, ZbFile7_DoSetDefaultCreator},  // SetDefaultCreator
     {4280, 2, 2, ZbFile7_DoSetDefaultFileSpec},  // SetDefaultFileSpec
-    {4281, 2, 2, kNotAvailable},      // SetDefaultType
-    {4282, 2, 4, kNotAvailable},      // SetFileAttribute
-    {4285, 3, 3, kNotAvailable},      // SetTimestampCreated
-    {4286, 3, 3, kNotAvailable},      // SetTimestampModified
+    {4281, 2, 2, ZbFile7_DoSetDefaultType},  // SetDefaultType
+    {4282, 2, 4, ZbFile7_DoSetFileAttribute},  // SetFileAttribute
+    {4285, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampCreated
+    {4286, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampModified
     {4283, 5, 5, kNotAvailable},      // Substitute
     {4290, 2, 2, kNotAvailable},      // UnmountDisk
 };
@@ -85,7 +85,9 @@ struct ZbGroup {
 constexpr ZbGroup kGroups[] = {
     {kZbGroupSetMetaData, {{4287, 4, 4, kNotAvailable}}, 1},
     {kZbGroupLastAccessed,
-     {{4291, 2, 2, kNotAvailable}, {4292, 2, 2, kNotAvailable}, {4293, 2, 2, kNotAvailable}},
+     {{4291, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},
+      {4292, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},
+      {4293, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed}},
      3},
     {kZbGroupAsciiValueToText, {{4294, 2, 3, ZbFile7_DoAsciiValueToText}}, 1},
     {kZbGroupExecuteShell, {{4295, 2, 2, kNotAvailable}}, 1},

@@ -629,29 +629,6 @@ TEST_F(PathFunctions, SetDefaultFileSpecKeepsWhatItParsedEvenOnFailure) {
 
 // ---- volumes: small tmpfs volumes in a private mount namespace, two of them named alike ----
 
-namespace {
-
-// Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
-// `mounts`; answers its output lines, or nothing when the namespace cannot be made.
-std::vector<std::string> RunWithVolumes(const std::string &mounts, const std::vector<std::string> &calculations) {
-    const std::string dir = (fs::temp_directory_path() / ("zerb-volumes-" + std::to_string(getpid()))).string();
-    fs::create_directories(dir);
-    std::ofstream script(dir + "/run.sh");
-    script << "set -e\n" << mounts << "\nexec '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
-    for (const auto &c : calculations) script << " '" << c << "'";
-    script << " >'" << dir << "/out'\n";
-    script.close();
-    std::vector<std::string> lines;
-    if (std::system(("unshare -m --propagation private sh '" + dir + "/run.sh' 2>'" + dir + "/err'").c_str()) == 0) {
-        std::ifstream out(dir + "/out");
-        for (std::string line; std::getline(out, line);) lines.push_back(line);
-    }
-    fs::remove_all(dir);
-    return lines;
-}
-
-}  // namespace
-
 TEST(PathVolumes, VolumesAreNamedAndNumberedAndReachedByReference) {
     if (geteuid() != 0) GTEST_SKIP() << "mounting test volumes needs root";
     const std::string tmpfs = "mount -t tmpfs -o size=64k tmpfs ";
@@ -683,7 +660,7 @@ TEST(PathVolumes, VolumesAreNamedAndNumberedAndReachedByReference) {
     };
     std::vector<std::string> calculations;
     for (const auto &c : checks) calculations.push_back(c.first);
-    const auto lines = RunWithVolumes(mounts, calculations);
+    const auto lines = zerbtest::RunInPrivateMounts(mounts, calculations);
     if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
     ASSERT_EQ(lines.size(), checks.size());
     for (size_t i = 0; i < checks.size(); ++i) EXPECT_EQ(lines[i], checks[i].second) << checks[i].first;

@@ -6,9 +6,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "host/host_api.h"
 #include "host/objects.h"
@@ -70,6 +73,27 @@ protected:
     std::filesystem::path copy;
     std::string loadError;
 };
+
+// Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
+// `mounts`; answers its output lines, or nothing when the namespace cannot be made.
+inline std::vector<std::string> RunInPrivateMounts(const std::string &mounts,
+                                                   const std::vector<std::string> &calculations) {
+    namespace fs = std::filesystem;
+    const std::string dir = (fs::temp_directory_path() / ("zerb-mounts-" + std::to_string(getpid()))).string();
+    fs::create_directories(dir);
+    std::ofstream script(dir + "/run.sh");
+    script << "set -e\n" << mounts << "\nexec '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
+    for (const auto &c : calculations) script << " '" << c << "'";
+    script << " >'" << dir << "/out'\n";
+    script.close();
+    std::vector<std::string> lines;
+    if (std::system(("unshare -m --propagation private sh '" + dir + "/run.sh' 2>'" + dir + "/err'").c_str()) == 0) {
+        std::ifstream out(dir + "/out");
+        for (std::string line; std::getline(out, line);) lines.push_back(line);
+    }
+    fs::remove_all(dir);
+    return lines;
+}
 
 }  // namespace zerbtest
 

@@ -1,0 +1,248 @@
+// SetFileAttribute, SetTimestampCreated/Modified, SetDefaultCreator and SetDefaultType.
+#include "files/file_attributes.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "files/binary_plist.h"
+#include "files/file_info.h"
+#include "files/paths.h"
+#include "platform/file_attributes.h"
+#include "platform/file_system.h"
+#include "platform/finder_info.h"
+#include "plugin/globals.h"
+#include "plugin/handlers.h"
+#include "plugin/params.h"
+#include "plugin/results.h"
+#include "text/encoding.h"
+
+namespace {
+
+constexpr size_t kShortNames = 63;
+constexpr size_t kLongNames = 255;
+constexpr long kErrIsFolder = -1302;
+
+// A four-character code from the bytes of a text of 4 bytes; "0000" and "" stand for zero.
+uint32_t CodeOfText(std::string_view text) {
+    if (text.size() != 4 || text == "0000") return 0;
+    uint32_t code = 0;
+    for (const char c : text) code = code << 8 | uint8_t(c);
+    return code;
+}
+
+// Reads the Finder information of an item, lets `change` alter it, and writes it back when it
+// changed.
+template <class Change>
+long ChangeFinderInfo(const std::string &path, Change change) {
+    ZbFinderInfo info;
+    if (const long err = Zb7_PlatformGetFinderInfo(path, info)) return err;
+    ZbFinderInfo changed = info;
+    change(changed);
+    if (changed.bytes == info.bytes) return 0;
+    return Zb7_PlatformSetFinderInfo(path, changed);
+}
+
+// The parameters of SetFileAttribute after the conflict checks.
+struct ZbAttributeRequest {
+    bool lock = false, unlock = false, hide = false, unhide = false;
+    bool creator = false, fileType = false, comment = false, label = false;
+    std::string code;         // for -creator and -filetype
+    std::string commentText;  // UTF-8, for -findercomment
+    long labelNumber = 0;
+};
+
+long ReadAttributeRequest(const fmx::DataVect &parameters, ZbAttributeRequest &request, fmx::TextUniquePtr &path) {
+    if (parameters.Size() < 2) return kZbErrParameter;
+    char switches[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 0;
+    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    const auto has = [&](const char *word) { return XP_HasSwitch(switches, word); };
+    request.lock = has("-lock");
+    request.unlock = has("-unlock");
+    request.hide = has("-hide");
+    request.unhide = has("-unhide");
+    request.creator = has("-creator");
+    request.fileType = has("-filetype");
+    request.comment = has("-findercomment");
+    request.label = has("-labelNum");
+    // Conflicting pairs are refused before anything is touched. The archive pair is accepted and
+    // does nothing: the file system keeps no archive bit.
+    if ((request.lock && request.unlock) || (has("-SetArchive") && has("-ResetArchive")) ||
+        (request.hide && request.unhide) || (request.creator && request.fileType))
+        return kZbErrParameter;
+    if (request.creator || request.fileType) {
+        char code[kZbSwitchesCapacity + 1] = "";
+        XP7_GetNextCStringFromVect(parameters, code, sizeof code, &cursor, fmx::Text::kEncoding_Native);
+        request.code = code;
+        if (!request.code.empty() && request.code.size() != 4) return kZbErrParameter;
+    }
+    if (request.comment) {
+        fmx::TextUniquePtr text;
+        XP7_GetNextTxtFromVect(parameters, text, &cursor);
+        // Each UTF-16 unit takes at most 3 bytes of UTF-8 (a pair of them 4).
+        std::string utf8(size_t(text->GetSize()) * 3 + 1, '\0');
+        text->GetBytes(utf8.data(), fmx::uint32(utf8.size()), 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
+        utf8.resize(std::strlen(utf8.c_str()));
+        request.commentText = std::move(utf8);
+    }
+    if (request.label) {
+        XP_GetTaggedLong(switches, "-labelNum", &request.labelNumber);
+        request.labelNumber = std::clamp(request.labelNumber, 0L, 7L);
+    }
+    return 0;
+}
+
+// Steps that run in order, each whatever the earlier ones gave; the answer is the last one's.
+long ChangeAttributes(const ZbAttributeRequest &request, const FSSpec &ref, const std::string &path,
+                      const ZbItemInfo &info) {
+    long answer = 0;
+    if ((request.lock && !info.locked) || (request.unlock && info.locked))
+        answer = Zb7_PlatformSetLocked(path, request.lock);
+
+    if (request.hide || request.unhide) {
+        ZbFinderInfo finder;
+        answer = Zb7_PlatformGetFinderInfo(path, finder);
+        const bool invisible = finder.Flags() & kZbFinderFlagInvisible;
+        if (answer == 0 && request.hide != invisible)
+            answer = ChangeFinderInfo(path, [&](ZbFinderInfo &f) {
+                f.SetFlags(request.hide ? f.Flags() | kZbFinderFlagInvisible : f.Flags() & ~kZbFinderFlagInvisible);
+            });
+    }
+
+    if (request.creator || request.fileType) {
+        const uint32_t code = CodeOfText(request.code);
+        answer = FSpChangeCreatorType(ref, request.creator ? kZbChangeCreator : kZbChangeType, code, code);
+    } else if (request.comment) {
+        answer = Zb7_Mac_SetFinderComment(ref, request.commentText);
+    } else if (request.label) {
+        answer = Zb7_SetFinderLabelNo(ref, int(request.labelNumber));
+    }
+    return answer;
+}
+
+}  // namespace
+
+// ---- lower-level operations ----
+
+long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, uint32_t type) {
+    std::string path;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    ZbItemInfo info;
+    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (info.isFolder) return kErrIsFolder;
+    return ChangeFinderInfo(path, [&](ZbFinderInfo &f) {
+        if (selector != kZbChangeType) f.SetCreator(creator);
+        if (selector != kZbChangeCreator) f.SetType(type);
+    });
+}
+
+long Zb7_SetFinderLabelNo(const FSSpec &ref, int label) {
+    std::string path;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    return ChangeFinderInfo(path, [&](ZbFinderInfo &f) {
+        f.SetFlags(uint16_t((f.Flags() & ~kZbFinderLabelMask) | ((label << 1) & kZbFinderLabelMask)));
+    });
+}
+
+long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int64_t localSeconds) {
+    std::string path;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    // The file system's dates run from 1904 to early 2040; a date outside that is refused rather
+    // than stored as some other date.
+    if (localSeconds < 0 || localSeconds > int64_t(UINT32_MAX)) return kZbErrParameter;
+    const int64_t moment = Zb7_PlatformTimeOfLocalDate(localSeconds);
+    if (functionId == 4286) return Zb7_PlatformSetModificationTime(path, moment);
+    ZbItemInfo info;
+    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    return Zb7_PlatformSetCreationTime(path, moment);
+}
+
+long Zb7_Mac_SetFinderComment(const FSSpec &ref, const std::string &comment) {
+    std::string path;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    ZbItemInfo info;
+    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (comment.empty()) return Zb7_PlatformRemoveAttribute(path, kZbCommentAttribute);
+    return Zb7_PlatformWriteAttribute(path, kZbCommentAttribute, ZbBinaryPlistOfString(comment));
+}
+
+// ---- the handlers ----
+
+fmx::errcode ZbFile7_DoSetFileAttribute(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                        const fmx::DataVect &parameters, fmx::Data &result) {
+    ZbAttributeRequest request;
+    fmx::TextUniquePtr pathText;
+    FSSpec ref;
+    std::string path;
+    ZbItemInfo info;
+    long err = ReadAttributeRequest(parameters, request, pathText);
+    if (err == 0) err = XP7_TxtToFSSpec(*pathText, ref, kShortNames, 0);
+    if (err == 0) err = Zb7_FSSpecToPOSIXPath(ref, path);
+    if (err == 0) err = Zb7_PlatformGetItemInfo(path, info);
+    if (err == 0) err = ChangeAttributes(request, ref, path, info);
+    XP7_OSErrLToData(err, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx::ExprEnv & /*env*/,
+                                                     const fmx::DataVect &parameters, fmx::Data &result) {
+    long err = kZbErrParameter;
+    if (parameters.Size() >= 2) {
+        char switches[kZbSwitchesCapacity + 1] = "";
+        unsigned long cursor = 0;
+        XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+        XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+        fmx::TextUniquePtr path;
+        XP7_GetNextTxtFromVect(parameters, path, &cursor);
+        fmx::DateTimeUniquePtr timestamp;
+        XP7_GetNextDateTimeFromVect(parameters, timestamp, &cursor);
+        FSSpec ref;
+        err = XP7_TxtToFSSpec(*path, ref, kLongNames, 0);
+        if (err == 0) err = Zb7_SetCreationOrModificationDate(functionId, ref, XP7_FMXDateTimeToDate(*timestamp));
+    }
+    XP7_OSErrLToData(err, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoSetDefaultCreator(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                         const fmx::DataVect &parameters, fmx::Data &result) {
+    char text[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 1;
+    XP7_GetNextCStringFromVect(parameters, text, sizeof text, &cursor, fmx::Text::kEncoding_Native);
+    const size_t length = std::strlen(text);
+    if (length == 0 || length >= 4) {
+        uint32_t code = 0;
+        for (size_t b = 0; b < std::min<size_t>(length, 4); ++b) code = code << 8 | uint8_t(text[b]);
+        ZbFrameLock lock(gFrameMutex);
+        gDefaultCreator = code;
+    }
+    XP7_OSErrLToData(0, result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoSetDefaultType(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                      const fmx::DataVect &parameters, fmx::Data &result) {
+    char text[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 1;
+    XP7_GetNextCStringFromVect(parameters, text, sizeof text, &cursor, fmx::Text::kEncoding_Native);
+    const size_t length = std::min<size_t>(std::strlen(text), kMaxDefaultTypes * 4);
+    {
+        ZbFrameLock lock(gFrameMutex);
+        if (gDefaultFTypeListPtr && length == 0) {
+            gNumTypes = -1;  // no filter; new files get no type
+            (*gDefaultFTypeListPtr)[0] = 0;
+        } else if (gDefaultFTypeListPtr && length >= 4) {
+            gNumTypes = short(length / 4);
+            for (short k = 0; k < gNumTypes; ++k) {
+                uint32_t code = 0;
+                for (int b = 0; b < 4; ++b) code = code << 8 | uint8_t(text[k * 4 + b]);
+                (*gDefaultFTypeListPtr)[size_t(k)] = code;
+            }
+        }
+    }
+    XP7_OSErrLToData(0, result);
+    return 0;
+}
