@@ -390,6 +390,27 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
     return 0;
 }
 
+long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string &name) {
+    ZbClearFSSpec(folder);
+    name.clear();
+    std::string_view last;
+    std::string colon;
+    std::string_view posix;
+    if (!path.empty() && path[0] == ':') {
+        const size_t split = path.find(':', path.find(':', 1) + 1);
+        last = split == std::string_view::npos ? std::string_view() : path.substr(split + 1);
+        last = last.substr(0, last.find(':'));
+    } else {
+        ReadPathForm(path, colon, posix);
+        const std::string_view text = posix.empty() ? std::string_view(colon) : posix;
+        const size_t split = text.rfind(posix.empty() ? ':' : '/');
+        if (split == std::string_view::npos) return kZbErrBadNewName;
+        last = text.substr(split + 1);
+    }
+    if (last.empty() || last == "." || last == ".." || last.size() > kZbMaxNameLength) return kZbErrBadNewName;
+    return Zb7_CStrToParentFSSpecAndFileName(path, kZbPathUTF8, kZbMaxNameLength, &folder, name);
+}
+
 long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short /*flag*/) {
     ZbClearFSSpec(ref);
     // Paths are read up to their first 2000 bytes; the buffers hold one more for the terminator.

@@ -33,6 +33,7 @@ enum : long {
     kZbErrBadPath = -37,        // path text shorter than 2 bytes
     kZbErrNotFound = -43,
     kZbErrNoOutput = -50,       // no reference to write to
+    kZbErrBadNewName = -50,     // a new item's path has no folder part, or its name is not allowed
     kZbErrNameTooLong = -92,    // a name longer than the caller's maximum
     kZbErrFolderNotFound = -120,
     kZbErrPathTooLong = -207,
@@ -49,6 +50,13 @@ long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameL
 // exist), for paths of items to be made.
 long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode, size_t maxNameLength,
                                        FSSpec *parent, std::string &name);
+
+// The folder that is to hold a new item and the new item's name (as it is on disk), from a path
+// in any syntax: the name is the last component in the path's own syntax (after the last ":" of a
+// colon path, the last "/" of a POSIX path or one of the host's forms, the name field of
+// reference text). -50 when the path has no folder part, or the name is empty, "." or "..", or
+// longer than 255 bytes; the folder's own errors otherwise.
+long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string &name);
 
 // A host text to a reference: the text as UTF-8 (at most 2000 bytes), or, when that names
 // nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an error result of

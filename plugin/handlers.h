@@ -45,6 +45,18 @@ fmx::errcode ZbFile7_DoSetDefaultCreator(short functionId, const fmx::ExprEnv &e
                                          fmx::Data &result);
 fmx::errcode ZbFile7_DoSetDefaultType(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                       fmx::Data &result);
+fmx::errcode ZbFile7_DoCreateFile(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                  fmx::Data &result);
+fmx::errcode ZbFile7_DoCreateFolder(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                    fmx::Data &result);
+fmx::errcode ZbFile7_DoDeleteFile(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                  fmx::Data &result);
+fmx::errcode ZbFile7_DoDeleteFolder(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                    fmx::Data &result);
+fmx::errcode ZbFile7_DoCopyFile_DoMoveFile(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                           fmx::Data &result);
+fmx::errcode ZbFile7_DoCopyFolder_DoMoveFolder(short functionId, const fmx::ExprEnv &env,
+                                               const fmx::DataVect &parameters, fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

@@ -28,12 +28,12 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4203, 1, 2, ZbFile7_DoControl},  // Control
     {4204, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertFromFMText
     {4205, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertToFMText
-    {4210, 3, 3, kNotAvailable},      // CopyFile
-    {4211, 2, 2, kNotAvailable},      // CreateFile
-    {4212, 2, 2, kNotAvailable},      // CreateFolder
+    {4210, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // CopyFile
+    {4211, 2, 2, ZbFile7_DoCreateFile},  // CreateFile
+    {4212, 2, 2, ZbFile7_DoCreateFolder},  // CreateFolder
     {4284, 2, 2, kNotAvailable},      // CreateThumbnail
-    {4213, 2, 2, kNotAvailable},      // DeleteFile
-    {4214, 2, 2, kNotAvailable},      // DeleteFolder
+    {4213, 2, 2, ZbFile7_DoDeleteFile},  // DeleteFile
+    {4214, 2, 2, ZbFile7_DoDeleteFolder},  // DeleteFolder
     {4215, 2, 2, kNotAvailable},      // DiskInfo
     {4216, 2, 2, ZbFile7_DoExists},  // Exists
     {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
@@ -58,7 +58,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4254, 2, 2, kNotAvailable},      // ListFolder
     {4260, 2, 2, kNotAvailable},      // MetaData
     {4261, 4, 6, kNotAvailable},      // MountDisk
-    {4262, 3, 3, kNotAvailable},      // MoveFile
+    {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
     {4263, 2, 3, kNotAvailable},      // ReferenceToClip
     {4264, 2, 4, kNotAvailable},      // SaveFileDialog
     {4270, 3, 3, kNotAvailable},      // Search
@@ -91,7 +91,7 @@ constexpr ZbGroup kGroups[] = {
      3},
     {kZbGroupAsciiValueToText, {{4294, 2, 3, ZbFile7_DoAsciiValueToText}}, 1},
     {kZbGroupExecuteShell, {{4295, 2, 2, kNotAvailable}}, 1},
-    {kZbGroupCopyFolder, {{4296, 3, 3, kNotAvailable}}, 1},
+    {kZbGroupCopyFolder, {{4296, 3, 3, ZbFile7_DoCopyFolder_DoMoveFolder}}, 1},
 };
 
 // One flag per group, set after its registration attempt and never cleared.

@@ -1,0 +1,136 @@
+// CreateFile, CreateFolder, DeleteFile and DeleteFolder.
+#include <string>
+
+#include "files/fsspec.h"
+#include "files/paths.h"
+#include "platform/dialogs.h"
+#include "platform/file_attributes.h"
+#include "platform/file_tree.h"
+#include "platform/finder_info.h"
+#include "plugin/globals.h"
+#include "plugin/handlers.h"
+#include "plugin/params.h"
+#include "plugin/results.h"
+#include "text/encoding.h"
+
+namespace {
+
+constexpr size_t kMaxNameLength = 255;
+constexpr long kErrNotConfirmed = -1;
+
+// The switches (their encoding switch read and ignored) and the path as UTF-8. False when the
+// call has fewer than two parameters.
+bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
+                         fmx::TextUniquePtr &path) {
+    if (parameters.Size() < 2) return false;
+    unsigned long cursor = 0;
+    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    return true;
+}
+
+std::string UTF8Of(const fmx::TextUniquePtr &text) {
+    char utf8[kZbPathBufferSize + 1];
+    text->GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
+    return utf8;
+}
+
+// The new item's folder as a POSIX path, and its name.
+long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::string &name) {
+    FSSpec parent;
+    if (const long err = Zb7_NewItemFolderAndName(UTF8Of(path), parent, name)) return err;
+    return Zb7_FSSpecToPOSIXPath(parent, folder);
+}
+
+// The item a path names, as a POSIX path, and what it is.
+long ExistingItem(const fmx::TextUniquePtr &path, std::string &posix, ZbItemInfo &info) {
+    FSSpec ref;
+    if (const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0)) return err;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, posix)) return err;
+    return Zb7_PlatformGetItemInfo(posix, info);
+}
+
+long CreateFile(const fmx::DataVect &parameters) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    fmx::TextUniquePtr path;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    ZbFinderInfo info;
+    {
+        ZbFrameLock lock(gFrameMutex);
+        if (!XP_HasSwitch(switches, "-NoFileType") && gDefaultFTypeListPtr && gNumTypes != 0)
+            info.SetType((*gDefaultFTypeListPtr)[0]);
+        if (!XP_HasSwitch(switches, "-NoCreator")) info.SetCreator(gDefaultCreator);
+    }
+    std::string folder, name;
+    if (const long err = NewItemPlace(path, folder, name)) return err;
+    return Zb7_PlatformCreateFile(folder, name, info);
+}
+
+long CreateFolder(const fmx::DataVect &parameters) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    fmx::TextUniquePtr path;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    Zb7_CheckAndRemoveEndSeparatorTxt(path);  // a folder's path may end in its separator
+    std::string folder, name;
+    if (const long err = NewItemPlace(path, folder, name)) return err;
+    return Zb7_PlatformCreateFolder(folder, name);
+}
+
+long DeleteFile(const fmx::DataVect &parameters) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    fmx::TextUniquePtr path;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    std::string posix;
+    ZbItemInfo info;
+    if (const long err = ExistingItem(path, posix, info)) return err;
+    return Zb7_PlatformDeleteItem(posix);
+}
+
+long DeleteFolder(const fmx::DataVect &parameters) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    fmx::TextUniquePtr path;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    const bool deleteAll = XP_HasSwitch(switches, "-deleteAllSubFoldersAndAllContents");
+    const bool warn = !XP_HasSwitch(switches, "noWarning");
+    if (path->GetSize() == 0) return kZbErrParameter;
+    std::string posix;
+    ZbItemInfo info;
+    if (const long err = ExistingItem(path, posix, info)) return err == kZbErrNotFound ? kZbErrBadPath : err;
+    if (!info.isFolder) return kZbErrFolderNotFound;  // a file, or a link to a folder
+    if (!deleteAll) return Zb7_PlatformDeleteItem(posix);
+    if (warn) {
+        const std::string name = posix.substr(posix.rfind('/') + 1);
+        const std::string message = "Do you really want to delete the folder \"" + name +
+                                    "\" and its contents? All its files and subdirectories will be deleted. "
+                                    "This can not be undone.";
+        if (!Zb7_PlatformConfirmDelete(message)) return kErrNotConfirmed;
+    }
+    return Zb7_PlatformDeleteTree(posix);
+}
+
+}  // namespace
+
+fmx::errcode ZbFile7_DoCreateFile(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                  fmx::Data &result) {
+    XP7_OSErrLToData(CreateFile(parameters), result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoCreateFolder(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                    const fmx::DataVect &parameters, fmx::Data &result) {
+    XP7_OSErrLToData(CreateFolder(parameters), result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoDeleteFile(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                  fmx::Data &result) {
+    XP7_OSErrLToData(DeleteFile(parameters), result);
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoDeleteFolder(short /*functionId*/, const fmx::ExprEnv & /*env*/,
+                                    const fmx::DataVect &parameters, fmx::Data &result) {
+    XP7_OSErrLToData(DeleteFolder(parameters), result);
+    return 0;
+}

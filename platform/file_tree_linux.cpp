@@ -1,0 +1,552 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <string_view>
+#include <vector>
+
+#include "platform/errors.h"
+#include "platform/file_attributes.h"
+#include "platform/file_tree.h"
+#include "platform/system_calls.h"
+
+namespace {
+
+// Closes its descriptor when it goes out of scope.
+struct ZbFd {
+    int fd = -1;
+    ZbFd() = default;
+    explicit ZbFd(int f) : fd(f) {}
+    ZbFd(ZbFd &&other) noexcept : fd(other.fd) { other.fd = -1; }
+    ZbFd &operator=(ZbFd &&other) noexcept {
+        if (this != &other) {
+            Reset(other.fd);
+            other.fd = -1;
+        }
+        return *this;
+    }
+    ZbFd(const ZbFd &) = delete;
+    ZbFd &operator=(const ZbFd &) = delete;
+    ~ZbFd() { Reset(); }
+    void Reset(int f = -1) {
+        if (fd >= 0) close(fd);
+        fd = f;
+    }
+};
+
+long ErrorOf(int error) { return Zb7_ErrnoToOSErr(error); }
+
+int OpenFolderAt(int dirFd, const char *name) {
+    return openat(dirFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+struct ZbEntry {
+    std::string name;
+    unsigned char type;  // DT_ value; DT_UNKNOWN where the file system does not say
+};
+
+// Every entry of an open folder but "." and "..".
+long ReadEntries(int folderFd, std::vector<ZbEntry> &entries) {
+    entries.clear();
+    const int own = openat(folderFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (own < 0) return ErrorOf(errno);
+    DIR *dir = fdopendir(own);
+    if (!dir) {
+        const int error = errno;
+        close(own);
+        return ErrorOf(error);
+    }
+    long err = 0;
+    for (;;) {
+        errno = 0;
+        const dirent *e = readdir(dir);
+        if (!e) {
+            err = errno ? ErrorOf(errno) : 0;
+            break;
+        }
+        const std::string_view name = e->d_name;
+        if (name != "." && name != "..") entries.push_back({std::string(name), e->d_type});
+    }
+    closedir(dir);
+    return err;
+}
+
+bool IsFolderEntry(int folderFd, const ZbEntry &e) {
+    if (e.type != DT_UNKNOWN) return e.type == DT_DIR;
+    struct stat st;
+    return fstatat(folderFd, e.name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(st.st_mode);
+}
+
+// ---- walking a tree with a few descriptors open, whatever its depth ----
+
+// Descriptors of the folders nearest the walk's position stay open; those further up are closed
+// and opened again through ".." of their child when the walk returns to them, checked to be the
+// same folder.
+constexpr size_t kOpenFolders = 32;
+
+struct ZbSide {
+    ZbFd fd;
+    dev_t device = 0;
+    ino_t inode = 0;
+};
+
+long Identify(ZbSide &side) {
+    struct stat st;
+    if (fstat(side.fd.fd, &st) != 0) return ErrorOf(errno);
+    side.device = st.st_dev;
+    side.inode = st.st_ino;
+    return 0;
+}
+
+// Opens the parent again from its child's descriptor, unless it is still open.
+long Reopen(ZbSide &parent, const ZbSide &child) {
+    if (parent.fd.fd >= 0) return 0;
+    ZbFd fd(openat(child.fd.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (fd.fd < 0) return ErrorOf(errno);
+    struct stat st;
+    if (fstat(fd.fd, &st) != 0) return ErrorOf(errno);
+    if (st.st_dev != parent.device || st.st_ino != parent.inode) return -47;  // the tree was moved meanwhile
+    parent.fd = std::move(fd);
+    return 0;
+}
+
+// ---- delete ----
+
+struct ZbDeleteFrame {
+    ZbSide folder;
+    std::string name;  // in its parent
+    std::vector<ZbEntry> entries;
+    size_t next = 0;
+};
+
+// Deletes everything inside the open folder, and the folder itself from `parentFd` by `name`.
+long DeleteTreeAt(int parentFd, const std::string &name) {
+    std::vector<ZbDeleteFrame> stack(1);
+    stack[0].folder.fd = ZbFd(OpenFolderAt(parentFd, name.c_str()));
+    if (stack[0].folder.fd.fd < 0) return errno == ENOTDIR || errno == ELOOP ? -120 : ErrorOf(errno);
+    if (const long err = Identify(stack[0].folder)) return err;
+    if (const long err = ReadEntries(stack[0].folder.fd.fd, stack[0].entries)) return err;
+    const dev_t device = stack[0].folder.device;
+
+    while (!stack.empty()) {
+        ZbDeleteFrame &top = stack.back();
+        if (top.next < top.entries.size()) {
+            const ZbEntry &e = top.entries[top.next++];
+            if (!IsFolderEntry(top.folder.fd.fd, e)) {
+                if (ZbSys_unlinkat(top.folder.fd.fd, e.name.c_str(), 0) != 0 && errno != ENOENT) return ErrorOf(errno);
+                continue;
+            }
+            ZbDeleteFrame child;
+            child.name = e.name;
+            child.folder.fd = ZbFd(OpenFolderAt(top.folder.fd.fd, e.name.c_str()));
+            if (child.folder.fd.fd < 0) {
+                if (errno == ENOENT) continue;
+                return ErrorOf(errno);
+            }
+            if (const long err = Identify(child.folder)) return err;
+            if (child.folder.device != device) return -47;  // another file system is mounted there
+            if (const long err = ReadEntries(child.folder.fd.fd, child.entries)) return err;
+            stack.push_back(std::move(child));
+            if (stack.size() > kOpenFolders) stack[stack.size() - 1 - kOpenFolders].folder.fd.Reset();
+            continue;
+        }
+        // The folder is empty now: remove it from its parent.
+        if (stack.size() == 1) break;
+        ZbDeleteFrame &parent = stack[stack.size() - 2];
+        if (const long err = Reopen(parent.folder, top.folder)) return err;
+        const std::string emptied = top.name;
+        stack.pop_back();
+        if (ZbSys_unlinkat(stack.back().folder.fd.fd, emptied.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT)
+            return ErrorOf(errno);
+    }
+    stack.clear();
+    if (ZbSys_unlinkat(parentFd, name.c_str(), AT_REMOVEDIR) != 0) return ErrorOf(errno);
+    return 0;
+}
+
+// The folder that holds a path, and the path's last name.
+void SplitPath(const std::string &path, std::string &folder, std::string &name) {
+    const size_t slash = path.rfind('/');
+    folder = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    name = slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+// ---- copy ----
+
+// Data of an open file into another, region by region: holes are skipped (and stay holes), data
+// goes through copy_file_range where the file systems allow it, else through a buffer.
+long CopyData(int in, int out, off_t size) {
+    std::vector<char> buffer;
+    off_t position = 0;
+    while (position < size) {
+        off_t data = lseek(in, position, SEEK_DATA);
+        if (data < 0 && errno == ENXIO) break;  // only a hole is left
+        if (data < 0) data = position;          // the file system does not tell holes
+        off_t hole = lseek(in, data, SEEK_HOLE);
+        if (hole < 0 || hole > size) hole = size;
+        off_t from = data, to = data;
+        bool plain = false;
+        while (from < hole) {
+            const size_t chunk = size_t(std::min<off_t>(hole - from, off_t(1) << 30));
+            ssize_t n = -1;
+            if (!plain) {
+                n = ZbSys_copy_file_range(in, &from, out, &to, chunk, 0);
+                if (n < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) {
+                    plain = true;
+                    continue;
+                }
+                if (n < 0 && errno == EINTR) continue;
+                if (n < 0) return ErrorOf(errno);
+                if (n == 0) break;  // the file shrank meanwhile
+                continue;
+            }
+            if (buffer.empty()) buffer.resize(size_t(1) << 20);
+            n = pread(in, buffer.data(), std::min(chunk, buffer.size()), from);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) return ErrorOf(errno);
+            if (n == 0) break;
+            for (ssize_t done = 0; done < n;) {
+                const ssize_t w = ZbSys_pwrite(out, buffer.data() + done, size_t(n - done), to);
+                if (w < 0 && errno == EINTR) continue;
+                if (w < 0) return ErrorOf(errno);
+                done += w;
+                to += w;
+            }
+            from += n;
+        }
+        position = hole;
+    }
+    if (ZbSys_ftruncate(out, size) != 0) return ErrorOf(errno);  // the size, with any hole at the end
+    return 0;
+}
+
+// Every extended attribute of one open item onto another. A destination file system that keeps
+// none takes the item without them; names this process may not write (trusted.*, or security.*
+// without privilege) are left out.
+long CopyAttributes(int in, int out) {
+    ssize_t size = flistxattr(in, nullptr, 0);
+    if (size < 0) return errno == ENOTSUP ? 0 : ErrorOf(errno);
+    std::string names(size_t(size), '\0');
+    size = flistxattr(in, names.data(), names.size());
+    if (size < 0) return ErrorOf(errno);
+    names.resize(size_t(size));
+    std::string value;
+    for (size_t at = 0; at < names.size();) {
+        const std::string name = names.c_str() + at;
+        at += name.size() + 1;
+        const ssize_t length = fgetxattr(in, name.c_str(), nullptr, 0);
+        if (length < 0) {
+            if (errno == ENODATA) continue;
+            return ErrorOf(errno);
+        }
+        value.resize(size_t(length));
+        const ssize_t got = fgetxattr(in, name.c_str(), value.data(), value.size());
+        if (got < 0) return ErrorOf(errno);
+        if (ZbSys_fsetxattr(out, name.c_str(), value.data(), size_t(got), 0) != 0) {
+            if (errno == ENOTSUP) return 0;
+            if (errno == EPERM && !name.starts_with("user.")) continue;
+            return ErrorOf(errno);
+        }
+    }
+    return 0;
+}
+
+// The creation date of the original on the copy: the one that was set travels with the other
+// attributes; otherwise the original's birth time is kept as a set date.
+long CopyCreationDate(int in, int out) {
+    if (fgetxattr(in, kZbCreatedAttribute, nullptr, 0) >= 0) return 0;
+    struct statx sx;
+    if (statx(in, "", AT_EMPTY_PATH, STATX_BTIME, &sx) != 0 || !(sx.stx_mask & STATX_BTIME) || sx.stx_btime.tv_sec == 0)
+        return 0;
+    const std::string seconds = std::to_string(sx.stx_btime.tv_sec);
+    if (ZbSys_fsetxattr(out, kZbCreatedAttribute, seconds.data(), seconds.size(), 0) != 0 && errno != ENOTSUP)
+        return ErrorOf(errno);
+    return 0;
+}
+
+// Ownership (where this process may give it), permissions and times of an open item.
+long CopyOwnerModeAndTimes(int out, const struct stat &st) {
+    if (ZbSys_fchownat(out, "", geteuid() == 0 ? st.st_uid : uid_t(-1), st.st_gid, AT_EMPTY_PATH) != 0 &&
+        errno != EPERM)
+        return ErrorOf(errno);
+    if (ZbSys_fchmod(out, st.st_mode & 07777) != 0) return ErrorOf(errno);
+    const struct timespec times[2] = {st.st_atim, st.st_mtim};
+    if (ZbSys_futimens(out, times) != 0) return ErrorOf(errno);
+    return 0;
+}
+
+// Everything of an open file onto an open new file.
+long CopyFileContents(int in, int out, const struct stat &st) {
+    if (const long err = CopyData(in, out, st.st_size)) return err;
+    if (const long err = CopyAttributes(in, out)) return err;
+    if (const long err = CopyCreationDate(in, out)) return err;
+    return CopyOwnerModeAndTimes(out, st);
+}
+
+// A copy of one item that is not a folder as `name` in the open folder `outDir` (which must not
+// have it): a file, a symbolic link, or a special file.
+long CopyLeaf(int inDir, const char *inName, const struct stat &st, int outDir, const char *name) {
+    if (S_ISREG(st.st_mode)) {
+        ZbFd in(openat(inDir, inName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        if (in.fd < 0) return ErrorOf(errno);
+        ZbFd out(ZbSys_openat(outDir, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (out.fd < 0) return ErrorOf(errno);
+        return CopyFileContents(in.fd, out.fd, st);
+    }
+    if (S_ISLNK(st.st_mode)) {
+        std::string target(size_t(st.st_size) + 1, '\0');
+        const ssize_t n = readlinkat(inDir, inName, target.data(), target.size());
+        if (n < 0) return ErrorOf(errno);
+        target.resize(size_t(n));
+        if (ZbSys_symlinkat(target.c_str(), outDir, name) != 0) return ErrorOf(errno);
+        if (geteuid() == 0 && ZbSys_fchownat(outDir, name, st.st_uid, st.st_gid, AT_SYMLINK_NOFOLLOW) != 0)
+            return ErrorOf(errno);
+        const struct timespec times[2] = {st.st_atim, st.st_mtim};
+        if (ZbSys_utimensat(outDir, name, times, AT_SYMLINK_NOFOLLOW) != 0) return ErrorOf(errno);
+        return 0;
+    }
+    // A named pipe, device or socket: made anew, as cp -a does.
+    if (mknodat(outDir, name, st.st_mode & (S_IFMT | 07777), st.st_rdev) != 0) return ErrorOf(errno);
+    return 0;
+}
+
+struct ZbCopyFrame {
+    ZbSide in, out;
+    std::string name;  // in both parents
+    struct stat st {};  // the original folder's, given to the copy once its items are in
+    std::vector<ZbEntry> entries;
+    size_t next = 0;
+};
+
+// Finishes a copied folder: its attributes, permissions and times, once nothing more goes in.
+long FinishFolder(ZbCopyFrame &frame) {
+    if (const long err = CopyAttributes(frame.in.fd.fd, frame.out.fd.fd)) return err;
+    if (const long err = CopyCreationDate(frame.in.fd.fd, frame.out.fd.fd)) return err;
+    return CopyOwnerModeAndTimes(frame.out.fd.fd, frame.st);
+}
+
+// Copies everything in the folder `in` into the new, empty folder `out`, then the folder's own
+// attributes.
+long CopyTreeInto(ZbFd in, ZbFd out, const struct stat &st) {
+    std::vector<ZbCopyFrame> stack(1);
+    stack[0].in.fd = std::move(in);
+    stack[0].out.fd = std::move(out);
+    stack[0].st = st;
+    if (const long err = Identify(stack[0].in)) return err;
+    if (const long err = Identify(stack[0].out)) return err;
+    if (const long err = ReadEntries(stack[0].in.fd.fd, stack[0].entries)) return err;
+    while (!stack.empty()) {
+        ZbCopyFrame &top = stack.back();
+        if (top.next < top.entries.size()) {
+            const std::string &name = top.entries[top.next++].name;
+            struct stat child;
+            if (fstatat(top.in.fd.fd, name.c_str(), &child, AT_SYMLINK_NOFOLLOW) != 0) return ErrorOf(errno);
+            if (!S_ISDIR(child.st_mode)) {
+                if (const long err = CopyLeaf(top.in.fd.fd, name.c_str(), child, top.out.fd.fd, name.c_str()))
+                    return err;
+                continue;
+            }
+            ZbCopyFrame frame;
+            frame.name = name;
+            frame.st = child;
+            frame.in.fd = ZbFd(OpenFolderAt(top.in.fd.fd, name.c_str()));
+            if (frame.in.fd.fd < 0) return ErrorOf(errno);
+            if (ZbSys_mkdirat(top.out.fd.fd, name.c_str(), 0700) != 0) return ErrorOf(errno);
+            frame.out.fd = ZbFd(OpenFolderAt(top.out.fd.fd, name.c_str()));
+            if (frame.out.fd.fd < 0) return ErrorOf(errno);
+            if (const long err = Identify(frame.in)) return err;
+            if (const long err = Identify(frame.out)) return err;
+            if (const long err = ReadEntries(frame.in.fd.fd, frame.entries)) return err;
+            stack.push_back(std::move(frame));
+            if (stack.size() > kOpenFolders) {
+                ZbCopyFrame &far = stack[stack.size() - 1 - kOpenFolders];
+                far.in.fd.Reset();
+                far.out.fd.Reset();
+            }
+            continue;
+        }
+        if (const long err = FinishFolder(top)) return err;
+        if (stack.size() > 1) {
+            ZbCopyFrame &parent = stack[stack.size() - 2];
+            if (const long err = Reopen(parent.in, top.in)) return err;
+            if (const long err = Reopen(parent.out, top.out)) return err;
+        }
+        stack.pop_back();
+    }
+    return 0;
+}
+
+// A name for an item under construction beside its destination; never the name of anything else.
+std::string TemporaryName() {
+    static std::atomic<unsigned> serial{0};
+    return ".zerb-copy-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + "-" +
+           std::to_string(uint64_t(time(nullptr)));
+}
+
+// Gives the finished item at `temp` its final name, unless an item of that name exists. Where
+// the file system cannot rename without replacing, a folder claims the name with an empty folder
+// that the rename then replaces, and anything else with a hard link.
+long ClaimName(int dirFd, const std::string &temp, const std::string &name, bool folder) {
+    if (ZbSys_renameat2(dirFd, temp.c_str(), dirFd, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return ErrorOf(errno);
+    if (folder) {
+        if (ZbSys_mkdirat(dirFd, name.c_str(), 0700) != 0) return ErrorOf(errno);
+        if (ZbSys_renameat2(dirFd, temp.c_str(), dirFd, name.c_str(), 0) == 0) return 0;
+        const int error = errno;
+        unlinkat(dirFd, name.c_str(), AT_REMOVEDIR);
+        return ErrorOf(error);
+    }
+    if (ZbSys_linkat(dirFd, temp.c_str(), dirFd, name.c_str(), 0) != 0) return ErrorOf(errno);
+    unlinkat(dirFd, temp.c_str(), 0);
+    return 0;
+}
+
+// Removes what a failed copy made under its temporary name.
+void RemoveTemporary(int dirFd, const std::string &temp, bool folder) {
+    if (folder)
+        DeleteTreeAt(dirFd, temp);
+    else
+        unlinkat(dirFd, temp.c_str(), 0);
+}
+
+// A file copied into an unnamed file that is linked into place only once complete, so that no
+// name ever shows a part of it. False when the file system has no unnamed files.
+bool CopyFileUnnamed(int in, const struct stat &st, int dirFd, const std::string &name, long &err) {
+    ZbFd out(ZbSys_openat(dirFd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    if (out.fd < 0) {
+        if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL) return false;
+        err = ErrorOf(errno);
+        return true;
+    }
+    err = CopyFileContents(in, out.fd, st);
+    if (err) return true;
+    const std::string self = "/proc/self/fd/" + std::to_string(out.fd);
+    if (ZbSys_linkat(AT_FDCWD, self.c_str(), dirFd, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+        if (errno == ENOENT && access("/proc/self/fd", F_OK) != 0) return false;  // no /proc
+        err = ErrorOf(errno);
+    }
+    return true;
+}
+
+}  // namespace
+
+long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, const ZbFinderInfo &info) {
+    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    const bool withInfo = info.bytes != ZbFinderInfo{}.bytes;
+    const auto setInfo = [&](int fd) {
+        if (!withInfo || ZbSys_fsetxattr(fd, kZbFinderInfoAttribute, info.bytes.data(), info.bytes.size(), 0) == 0 ||
+            errno == ENOTSUP)
+            return 0L;  // a file system without extended attributes makes the file without them
+        return ErrorOf(errno);
+    };
+    if (withInfo) {
+        ZbFd file(ZbSys_openat(dir.fd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+        if (file.fd >= 0) {
+            if (const long err = setInfo(file.fd)) return err;
+            const std::string self = "/proc/self/fd/" + std::to_string(file.fd);
+            if (ZbSys_linkat(AT_FDCWD, self.c_str(), dir.fd, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+            if (errno != ENOENT || access("/proc/self/fd", F_OK) == 0) return ErrorOf(errno);
+        } else if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) {
+            return ErrorOf(errno);
+        }
+    }
+    // Without unnamed files: made by name, and removed again if its information cannot be set.
+    ZbFd file(ZbSys_openat(dir.fd, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (file.fd < 0) return ErrorOf(errno);
+    if (const long err = setInfo(file.fd)) {
+        unlinkat(dir.fd, name.c_str(), 0);
+        return err;
+    }
+    return 0;
+}
+
+long Zb7_PlatformCreateFolder(const std::string &folder, const std::string &name) {
+    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    if (ZbSys_mkdirat(dir.fd, name.c_str(), 0777) != 0) return ErrorOf(errno);
+    return 0;
+}
+
+long Zb7_PlatformDeleteItem(const std::string &path) {
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0) return ErrorOf(errno);
+    if (ZbSys_unlinkat(AT_FDCWD, path.c_str(), S_ISDIR(st.st_mode) ? AT_REMOVEDIR : 0) != 0) return ErrorOf(errno);
+    return 0;
+}
+
+long Zb7_PlatformDeleteTree(const std::string &path) {
+    std::string folder, name;
+    SplitPath(path, folder, name);
+    ZbFd parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (parent.fd < 0) return ErrorOf(errno);
+    return DeleteTreeAt(parent.fd, name);
+}
+
+long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, const std::string &name) {
+    struct stat st;
+    if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
+    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    std::string sourceFolder, sourceName;
+    SplitPath(source, sourceFolder, sourceName);
+    ZbFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (inDir.fd < 0) return ErrorOf(errno);
+
+    if (S_ISREG(st.st_mode)) {
+        ZbFd in(openat(inDir.fd, sourceName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        if (in.fd < 0) return ErrorOf(errno);
+        long err = 0;
+        if (CopyFileUnnamed(in.fd, st, dir.fd, name, err)) return err;
+    }
+    // Built under a temporary name: an empty folder to fill, or the whole item.
+    const bool folderCopy = S_ISDIR(st.st_mode);
+    std::string temp;
+    long err = -48;
+    for (int attempt = 0; attempt < 100 && err == -48; ++attempt) {
+        temp = TemporaryName();
+        if (folderCopy)
+            err = ZbSys_mkdirat(dir.fd, temp.c_str(), 0700) == 0 ? 0 : ErrorOf(errno);
+        else if ((err = CopyLeaf(inDir.fd, sourceName.c_str(), st, dir.fd, temp.c_str())) != 0 && err != -48)
+            unlinkat(dir.fd, temp.c_str(), 0);
+    }
+    if (err) return err;
+    if (folderCopy) {
+        ZbFd in(OpenFolderAt(inDir.fd, sourceName.c_str()));
+        ZbFd out(OpenFolderAt(dir.fd, temp.c_str()));
+        err = in.fd < 0 || out.fd < 0 ? ErrorOf(errno) : CopyTreeInto(std::move(in), std::move(out), st);
+    }
+    if (err == 0) err = ClaimName(dir.fd, temp, name, folderCopy);
+    if (err) RemoveTemporary(dir.fd, temp, folderCopy);
+    return err;
+}
+
+long Zb7_PlatformMoveItem(const std::string &source, const std::string &folder, const std::string &name) {
+    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    struct stat st;
+    if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
+    if (ZbSys_renameat2(AT_FDCWD, source.c_str(), dir.fd, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return ErrorOf(errno);
+    // A file system that cannot rename without replacing: claim the name first.
+    if (S_ISDIR(st.st_mode)) {
+        if (ZbSys_mkdirat(dir.fd, name.c_str(), 0700) != 0) return ErrorOf(errno);
+        if (ZbSys_renameat2(AT_FDCWD, source.c_str(), dir.fd, name.c_str(), 0) == 0) return 0;
+        const int error = errno;
+        unlinkat(dir.fd, name.c_str(), AT_REMOVEDIR);
+        return ErrorOf(error);
+    }
+    if (ZbSys_linkat(AT_FDCWD, source.c_str(), dir.fd, name.c_str(), 0) != 0) return ErrorOf(errno);
+    if (ZbSys_unlinkat(AT_FDCWD, source.c_str(), 0) != 0) {
+        const int error = errno;
+        unlinkat(dir.fd, name.c_str(), 0);
+        return ErrorOf(error);
+    }
+    return 0;
+}
