@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,8 +15,10 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 
 #include "platform/volumes.h"
 
@@ -206,9 +209,9 @@ std::string ReadStartupVolumeName() {
 
 // What tells one mount from another at the same mount point. The kernel hands out mount ids and
 // anonymous device numbers again (the lowest free ones), so a file system mounted anew where
-// another was unmounted may show the same two. Where the kernel has them, its 64-bit mount ids are
-// never reused; elsewhere the birth time of the mounted file system's root folder tells a new
-// file system apart.
+// another was unmounted may show the same two. Where the kernel has them (Linux 6.8 and later),
+// its 64-bit mount ids are never reused; elsewhere the birth time of the mounted file system's
+// root folder tells a new file system apart.
 struct MountIdentity {
     uint64_t uniqueId = 0;  // 0 where the kernel gives none
     int mountId = 0;
@@ -217,19 +220,65 @@ struct MountIdentity {
     bool operator==(const MountIdentity &) const = default;
 };
 
-// STATX_MNT_ID_UNIQUE, newer than some C library headers.
-constexpr unsigned kStatxUniqueMountId = 0x4000U;
+#ifndef SYS_statmount
+#define SYS_statmount 457
+#endif
+#ifndef SYS_listmount
+#define SYS_listmount 458
+#endif
 
-MountIdentity IdentityOf(const Mount &m) {
+// The request of listmount(2) and statmount(2), and the fields of the answer read here.
+struct MountIdRequest {
+    uint32_t size = 24;
+    uint32_t spare = 0;
+    uint64_t mountId = 0;
+    uint64_t param = 0;
+};
+constexpr uint64_t kListFromRoot = ~uint64_t(0);
+constexpr uint64_t kStatmountBasic = 0x2;
+constexpr size_t kStatmountUniqueId = 40;  // offsets in struct statmount
+constexpr size_t kStatmountOldId = 56;
+
+// The kernel's unique ids of the mounts of this namespace, by the ids mountinfo shows. Read
+// without a path walk, so no mount point is touched (touching one can make an unmount that runs at
+// that moment fail as busy). Empty where the kernel lacks the calls.
+std::unordered_map<int, uint64_t> UniqueMountIds() {
+    std::unordered_map<int, uint64_t> ids;
+    std::vector<uint64_t> list(256);
+    MountIdRequest request;
+    request.mountId = kListFromRoot;
+    for (;;) {
+        const long n = syscall(SYS_listmount, &request, list.data(), list.size(), 0);
+        if (n <= 0) break;
+        for (long k = 0; k < n; ++k) {
+            alignas(8) unsigned char answer[1024] = {};
+            MountIdRequest stat;
+            stat.mountId = list[size_t(k)];
+            stat.param = kStatmountBasic;
+            if (syscall(SYS_statmount, &stat, answer, sizeof answer, 0) != 0) continue;
+            uint32_t oldId = 0;
+            std::memcpy(&oldId, answer + kStatmountOldId, sizeof oldId);
+            uint64_t uniqueId = 0;
+            std::memcpy(&uniqueId, answer + kStatmountUniqueId, sizeof uniqueId);
+            ids[int(oldId)] = uniqueId;
+        }
+        if (size_t(n) < list.size()) break;
+        request.param = list.back();  // continue after the last one
+    }
+    return ids;
+}
+
+MountIdentity IdentityOf(const Mount &m, const std::unordered_map<int, uint64_t> &uniqueIds) {
     MountIdentity identity{0, m.id, m.device, 0};
+    if (const auto it = uniqueIds.find(m.id); it != uniqueIds.end()) {
+        identity.uniqueId = it->second;
+        return identity;
+    }
     struct statx sx;
     // Cached attributes only: a network volume whose server is away must not hold up the table.
-    if (statx(AT_FDCWD, m.mountPoint.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT,
-              STATX_BTIME | kStatxUniqueMountId, &sx) == 0) {
-        if (sx.stx_mask & kStatxUniqueMountId) identity.uniqueId = sx.stx_mnt_id;
-        if (sx.stx_mask & STATX_BTIME)
-            identity.rootBirth = uint64_t(sx.stx_btime.tv_sec) * 1000000000u + sx.stx_btime.tv_nsec;
-    }
+    if (statx(AT_FDCWD, m.mountPoint.c_str(), AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, STATX_BTIME, &sx) == 0 &&
+        (sx.stx_mask & STATX_BTIME))
+        identity.rootBirth = uint64_t(sx.stx_btime.tv_sec) * 1000000000u + sx.stx_btime.tv_nsec;
     return identity;
 }
 
@@ -272,11 +321,13 @@ short NewNumber(Table &t, const std::vector<Entry> &current) {
 
 void Rebuild(Table &t, std::string_view text) {
     const std::vector<Mount> mounts = ParseMountInfo(text);
+    const std::unordered_map<int, uint64_t> uniqueIds = UniqueMountIds();
     std::vector<Entry> current;
     for (size_t i = 0; i < mounts.size(); ++i) {
         const Mount &m = mounts[i];
         if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
-        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint}, IdentityOf(m)};
+        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint},
+                IdentityOf(m, uniqueIds)};
         for (const Entry &old : t.volumes)
             if (old.identity == e.identity && old.volume.mountPoint == e.volume.mountPoint)
                 e.volume.vRefNum = old.volume.vRefNum;

@@ -67,7 +67,7 @@ TEST(Fmxhost, SessionOnStandardInputKeepsThePluginState) {
                            "ZbFile_Control(\"EnableAllFunctions\"; \"ABC\")\n"
                            "ZbFile_Control(\"EnableAllFunctions\"; \"abc\")\n");
     EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(r.out, "0\n$$-4221\n0\n$$-4220\n$$-4218\n0\n");
+    EXPECT_EQ(r.out, "0\n$$-37\n0\n$$-4220\n$$-4218\n0\n");
 }
 
 TEST(Fmxhost, UserErrorsGoToStandardErrorWithStatus2) {
