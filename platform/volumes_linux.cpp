@@ -268,10 +268,17 @@ std::unordered_map<int, uint64_t> UniqueMountIds() {
     return ids;
 }
 
-MountIdentity IdentityOf(const Mount &m, const std::unordered_map<int, uint64_t> &uniqueIds) {
+// A mount's identity. With the kernel's unique ids at hand, a mount missing from them (mounted or
+// unmounted between the two reads) is not looked at: `complete` turns false and the table is read
+// again at the next look-up.
+MountIdentity IdentityOf(const Mount &m, const std::unordered_map<int, uint64_t> &uniqueIds, bool &complete) {
     MountIdentity identity{0, m.id, m.device, 0};
     if (const auto it = uniqueIds.find(m.id); it != uniqueIds.end()) {
         identity.uniqueId = it->second;
+        return identity;
+    }
+    if (!uniqueIds.empty()) {
+        complete = false;
         return identity;
     }
     struct statx sx;
@@ -319,15 +326,16 @@ short NewNumber(Table &t, const std::vector<Entry> &current) {
     return magnitude <= kLastMagnitude ? short(-magnitude) : 0;
 }
 
-void Rebuild(Table &t, std::string_view text) {
+// Answers false when the table may be out of date and must be read again.
+bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint64_t> &uniqueIds) {
+    bool complete = true;
     const std::vector<Mount> mounts = ParseMountInfo(text);
-    const std::unordered_map<int, uint64_t> uniqueIds = UniqueMountIds();
     std::vector<Entry> current;
     for (size_t i = 0; i < mounts.size(); ++i) {
         const Mount &m = mounts[i];
         if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
         Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint},
-                IdentityOf(m, uniqueIds)};
+                IdentityOf(m, uniqueIds, complete)};
         for (const Entry &old : t.volumes)
             if (old.identity == e.identity && old.volume.mountPoint == e.volume.mountPoint)
                 e.volume.vRefNum = old.volume.vRefNum;
@@ -340,6 +348,7 @@ void Rebuild(Table &t, std::string_view text) {
     std::sort(current.begin(), current.end(),
               [](const Entry &a, const Entry &b) { return a.volume.vRefNum > b.volume.vRefNum; });
     t.volumes = std::move(current);
+    return complete;
 }
 
 // Brings the table up to date. The descriptor belongs to the mount namespace of the process that
@@ -358,6 +367,9 @@ void Refresh(Table &t) try {
     pollfd changed{t.mountInfo.fd, POLLPRI | POLLERR, 0};
     if (poll(&changed, 1, 0) != 0) t.stale = true;
     if (!t.stale) return;
+    // The kernel's unique ids are read before and after the table: when they differ, mounts
+    // changed in between and an id of the table may belong to another mount by now.
+    const std::unordered_map<int, uint64_t> uniqueIds = UniqueMountIds();
     std::string text;
     bool read = ReadAll(t.mountInfo.fd, text);
     if (!read) {
@@ -369,9 +381,8 @@ void Refresh(Table &t) try {
         t.mountsKnown = false;
         return;
     }
-    Rebuild(t, text);
+    t.stale = !Rebuild(t, text, uniqueIds) || UniqueMountIds() != uniqueIds;
     t.mountsKnown = true;
-    t.stale = false;
 } catch (...) {
     // Out of memory while re-reading: answer from the table as it was; the next look-up retries.
 }
