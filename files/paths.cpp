@@ -408,7 +408,9 @@ long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string
         last = text.substr(split + 1);
     }
     if (last.empty() || last == "." || last == ".." || last.size() > kZbMaxNameLength) return kZbErrBadNewName;
-    return Zb7_CStrToParentFSSpecAndFileName(path, kZbPathUTF8, kZbMaxNameLength, &folder, name);
+    const long err = Zb7_CStrToParentFSSpecAndFileName(path, kZbPathUTF8, kZbMaxNameLength, &folder, name);
+    name = ZbSwapColonsAndSlashes(name);  // references hold names as colon paths show them
+    return err;
 }
 
 long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short /*flag*/) {

@@ -42,9 +42,15 @@ struct ZbFd {
 
 long ErrorOf(int error) { return Zb7_ErrnoToOSErr(error); }
 
-int OpenFolderAt(int dirFd, const char *name) {
-    return openat(dirFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+// Opens an item to read it, without moving its access time where this process may ask that (it
+// owns the item, or has the privilege): a copy reads the original and must leave it as it was.
+int OpenToRead(int dirFd, const char *name, int flags) {
+    const int fd = openat(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOATIME);
+    if (fd >= 0 || errno != EPERM) return fd;
+    return openat(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
 }
+
+int OpenFolderAt(int dirFd, const char *name) { return OpenToRead(dirFd, name, O_DIRECTORY); }
 
 struct ZbEntry {
     std::string name;
@@ -54,7 +60,7 @@ struct ZbEntry {
 // Every entry of an open folder but "." and "..".
 long ReadEntries(int folderFd, std::vector<ZbEntry> &entries) {
     entries.clear();
-    const int own = openat(folderFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int own = OpenToRead(folderFd, ".", O_DIRECTORY);
     if (own < 0) return ErrorOf(errno);
     DIR *dir = fdopendir(own);
     if (!dir) {
@@ -293,7 +299,7 @@ long CopyFileContents(int in, int out, const struct stat &st) {
 // have it): a file, a symbolic link, or a special file.
 long CopyLeaf(int inDir, const char *inName, const struct stat &st, int outDir, const char *name) {
     if (S_ISREG(st.st_mode)) {
-        ZbFd in(openat(inDir, inName, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        ZbFd in(OpenToRead(inDir, inName, 0));
         if (in.fd < 0) return ErrorOf(errno);
         ZbFd out(ZbSys_openat(outDir, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (out.fd < 0) return ErrorOf(errno);
@@ -500,7 +506,7 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
     if (inDir.fd < 0) return ErrorOf(errno);
 
     if (S_ISREG(st.st_mode)) {
-        ZbFd in(openat(inDir.fd, sourceName.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+        ZbFd in(OpenToRead(inDir.fd, sourceName.c_str(), 0));
         if (in.fd < 0) return ErrorOf(errno);
         long err = 0;
         if (CopyFileUnnamed(in.fd, st, dir.fd, name, err)) return err;

@@ -12,9 +12,14 @@ thread_local long tCountdown = 0;  // > 0: the call that brings it to 0 fails
 thread_local int tError = 0;
 thread_local long tCalls = 0;
 
+thread_local long tActionCountdown = 0;
+thread_local void (*tAction)(void *) = nullptr;
+thread_local void *tActionContext = nullptr;
+
 // True when this call is the one a test asked to fail; errno is then set.
 bool Injected() {
     ++tCalls;
+    if (tActionCountdown > 0 && --tActionCountdown == 0 && tAction) tAction(tActionContext);
     if (tCountdown <= 0 || --tCountdown > 0) return false;
     errno = tError;
     return true;
@@ -28,6 +33,12 @@ void ZbSysFailCall(long n, int error) {
 }
 
 long ZbSysCallCount() { return tCalls; }
+
+void ZbSysRunBeforeCall(long n, void (*action)(void *), void *context) {
+    tActionCountdown = n;
+    tAction = action;
+    tActionContext = context;
+}
 
 int ZbSys_openat(int dirFd, const char *path, int flags, mode_t mode) {
     return Injected() ? -1 : openat(dirFd, path, flags, mode);
