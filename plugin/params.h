@@ -22,7 +22,7 @@ long XP7_GetNextlongFromVect(const fmx::DataVect &parameters, unsigned long *cur
 constexpr unsigned long kZbListExhausted = static_cast<unsigned long>(-1);
 void XP7_GetNextTxtFromTxt(fmx::TextUniquePtr &source, fmx::TextUniquePtr &delimiter, fmx::TextUniquePtr &item,
                            unsigned long *position);
-// `capacity` is the size of the item buffer; an item is cut to capacity - 1 bytes.
+// An item is cut to `capacity` bytes; the item buffer holds capacity + 1 (the terminator).
 void XP_GetNextCString(const char *source, const char *delimiter, char *item, long capacity, long *position);
 
 // Switch words: present when they occur anywhere, ignoring case.

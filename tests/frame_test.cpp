@@ -105,7 +105,7 @@ TEST_F(PluginTest, VersionAnswersByTheFirstSwitchInItsOrder) {
     EXPECT_EQ(Call("ZbFile_Version", {"-getversionnumber"}), "3610");
     EXPECT_EQ(Call("ZbFile_Version", {"-showplugininfo -GETVERSIONNUMBER"}), "3610");
     EXPECT_EQ(Call("ZbFile_Version", {"-getversionstring"}), "Zerb File Plug-In 3.6.1");
-    EXPECT_NE(Call("ZbFile_Version", {"-ShowPluginInfo"}).find("Linux ELF"), std::string::npos);
+    EXPECT_EQ(Call("ZbFile_Version", {"-ShowPluginInfo"}), "PowerPC Mach-O");
     EXPECT_EQ(Call("ZbFile_Version", {"-nosuchswitch"}), "Zerb File Plug-In 3.6.1");
     EXPECT_EQ(Call("ZbFile_Version", {""}), "Zerb File Plug-In 3.6.1");
     EXPECT_EQ(Call("ZbFile_Version", {"-AliasBugWorkAroundOFF"}), "0");

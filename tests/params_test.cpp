@@ -70,7 +70,8 @@ TEST(Lists, SplitKeepsEmptyItemsAndReportsTheEnd) {
     EXPECT_EQ(split("a;;b", ";", 10), (std::vector<std::string>{"a", "", "b"}));
     EXPECT_EQ(split("a;;b;", ";", 10), (std::vector<std::string>{"a", "", "b"}));
     EXPECT_EQ(split("one--two", "--", 10), (std::vector<std::string>{"one", "two"}));
-    EXPECT_EQ(split("abcdef;g", ";", 4), (std::vector<std::string>{"abc", "g"}));
+    EXPECT_EQ(split("abcdef;g", ";", 4), (std::vector<std::string>{"abcd", "g"}));
+    EXPECT_EQ(split("abcd;efghi", ";", 4), (std::vector<std::string>{"abcd", "efgh"}));
 
     fmx::TextUniquePtr source, delimiter, item;
     source->Assign("x\ry\r\rz", fmx::Text::kEncoding_UTF8);
