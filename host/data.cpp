@@ -3,6 +3,7 @@
 // A value keeps its native type and the value in that type only. Reading it as another type
 // converts on demand into the record's caches; reading it as its own type answers the stored value
 // itself, so that large texts and containers are never copied just to be looked at.
+#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
 #include "FMWrapper/FMXBinaryData.h"
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
@@ -378,9 +379,12 @@ const fmx::Locale *FM_Data_GetLocale(const void *_self, fmx::_fmxcpt &) noexcept
     return zhost::As<fmx::Locale>(&Self<DataObj>(_self).locale);
 }
 
-fmx::int32 FM_Data_GetNativeType(const void *_self, fmx::_fmxcpt &) noexcept {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"  // const as the host declares it
+const fmx::int32 FM_Data_GetNativeType(const void *_self, fmx::_fmxcpt &) noexcept {
     return Self<DataObj>(_self).type;
 }
+#pragma GCC diagnostic pop
 
 void FM_Data_ConvertData(void *_self, fmx::int32 nativeType, fmx::_fmxcpt &_x) noexcept {
     Guard(_x.m_code, [&] { ConvertTo(Self<DataObj>(_self), nativeType); });

@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
 #include "FMWrapper/FMXBinaryData.h"
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"

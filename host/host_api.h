@@ -10,9 +10,10 @@
 #include <string_view>
 #include <vector>
 
+// FMXExtern.h first: FMXCalcEngine.h needs QuadChar declared, as the host's own headers do.
+#include "FMWrapper/FMXExtern.h"
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
-#include "FMWrapper/FMXExtern.h"
 
 namespace zhost {
 

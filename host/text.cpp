@@ -454,9 +454,12 @@ FMX_API fmx::uchar FM_QuadChar_operatorAR(void *_self, int i, fmx::_fmxcpt &_x) 
     return Guard(_x.m_code, [&] { return fmx::uchar(QuadAt(Self<QuadCharObj>(_self), i)); });
 }
 
-FMX_API fmx::uchar FM_QuadChar_operatorCAR(const void *_self, int i, fmx::_fmxcpt &_x) noexcept {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"  // const as the host declares it
+FMX_API const fmx::uchar FM_QuadChar_operatorCAR(const void *_self, int i, fmx::_fmxcpt &_x) noexcept {
     return Guard(_x.m_code, [&] { return fmx::uchar(QuadAt(Self<QuadCharObj>(_self), i)); });
 }
+#pragma GCC diagnostic pop
 
 FMX_API bool FM_QuadChar_operatorEQ(const void *_self, const fmx::QuadChar &value, fmx::_fmxcpt &) noexcept {
     const auto &a = Self<QuadCharObj>(_self);

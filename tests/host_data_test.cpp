@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
 #include "FMWrapper/FMXBinaryData.h"
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"

@@ -74,7 +74,11 @@ FMX_API const fmx::DateTime *FM_Data_GetAsTimeStamp(const void *_self, fmx::_fmx
 FMX_API bool FM_Data_GetAsBoolean(const void *_self, fmx::_fmxcpt &_x) noexcept;
 FMX_API const fmx::BinaryData *FM_Data_GetBinaryData(const void *_self, fmx::_fmxcpt &_x) noexcept;
 FMX_API const fmx::Locale *FM_Data_GetLocale(const void *_self, fmx::_fmxcpt &_x) noexcept;
-FMX_API fmx::int32 FM_Data_GetNativeType(const void *_self, fmx::_fmxcpt &_x) noexcept;
+// The host's own declaration returns a const value; the qualifier means nothing to callers.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"
+FMX_API const fmx::int32 FM_Data_GetNativeType(const void *_self, fmx::_fmxcpt &_x) noexcept;
+#pragma GCC diagnostic pop
 FMX_API void FM_Data_ConvertData(void *_self, fmx::int32 nativeType, fmx::_fmxcpt &_x) noexcept;
 FMX_API fmx::errcode FM_Data_SetAsText(void *_self, const fmx::Text &textData, const fmx::Locale &sourceLocale,
                                        fmx::int32 nativeType, fmx::_fmxcpt &_x) noexcept;

@@ -65,7 +65,11 @@ FMX_API fmx::QuadChar *FM_QuadChar_Constructor2(char c0, char c1, char c2, char 
 FMX_API fmx::QuadChar *FM_QuadChar_Constructor3(const fmx::QuadChar &value, fmx::_fmxcpt &_x) noexcept;
 FMX_API const fmx::QuadChar *FM_QuadChar_operatorAS(void *_self, const fmx::QuadChar &value, fmx::_fmxcpt &_x) noexcept;
 FMX_API fmx::uchar FM_QuadChar_operatorAR(void *_self, int i, fmx::_fmxcpt &_x) noexcept;
-FMX_API fmx::uchar FM_QuadChar_operatorCAR(const void *_self, int i, fmx::_fmxcpt &_x) noexcept;
+// The host's own declaration returns a const value; the qualifier means nothing to callers.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-qualifiers"
+FMX_API const fmx::uchar FM_QuadChar_operatorCAR(const void *_self, int i, fmx::_fmxcpt &_x) noexcept;
+#pragma GCC diagnostic pop
 FMX_API bool FM_QuadChar_operatorEQ(const void *_self, const fmx::QuadChar &value, fmx::_fmxcpt &_x) noexcept;
 FMX_API bool FM_QuadChar_operatorNE(const void *_self, const fmx::QuadChar &value, fmx::_fmxcpt &_x) noexcept;
 FMX_API fmx::uint32 FM_QuadChar_GetMacType(const void *_self, fmx::_fmxcpt &_x) noexcept;
