@@ -140,16 +140,36 @@ fmx::uint32 Find(const void *self, const fmx::Text &other, fmx::uint32 position,
     if (pat.empty()) return position <= hay.size() ? position : kNotFound;
     if (!ignoreCase)
         return Result(backward ? FindBackward(hay, pat, position) : FindForward(hay, pat, position));
-    // Case folding keeps every character's length, so only the part of the text the search can
-    // reach needs folding and positions carry over.
-    std::u16string fp = Folded(pat);
+    // Case folding keeps every character's length, so positions carry over. The text is folded in
+    // windows that double in size as the search moves on, overlapping by the pattern's length, so
+    // a search costs time in proportion to the distance it covers, as a host's own does.
+    const std::u16string fp = Folded(pat);
+    const std::u16string_view text = hay;
+    const auto isLow = [&](std::size_t i) { return i < text.size() && text[i] >= 0xDC00 && text[i] <= 0xDFFF; };
+    std::size_t window = std::max<std::size_t>(64, pat.size() * 4);
     if (backward) {
-        std::size_t reach = std::min<std::size_t>(hay.size(), std::size_t(position) + pat.size());
-        return Result(FindBackward(Folded(std::u16string_view(hay).substr(0, reach)), fp, position));
+        std::size_t end = std::min<std::size_t>(text.size(), std::size_t(position) + pat.size());
+        for (;;) {
+            std::size_t begin = end > window ? end - window : 0;
+            if (begin > 0 && isLow(begin)) --begin;  // keep a surrogate pair together
+            const std::u16string folded = Folded(text.substr(begin, end - begin));
+            const std::size_t found = FindBackward(folded, fp, std::size_t(position) - std::min<std::size_t>(position, begin));
+            if (found != std::u16string_view::npos && begin + found <= position) return Result(begin + found);
+            if (begin == 0) return kNotFound;
+            end = std::min(end, begin + pat.size() - 1);
+            window *= 2;
+        }
     }
-    if (position > hay.size()) return kNotFound;
-    std::size_t found = FindForward(Folded(std::u16string_view(hay).substr(position)), fp, 0);
-    return Result(found == std::u16string_view::npos ? found : found + position);
+    for (std::size_t begin = position; begin < text.size(); window *= 2) {
+        std::size_t end = std::min(text.size(), begin + window);
+        if (isLow(end)) ++end;
+        const std::size_t found = FindForward(Folded(text.substr(begin, end - begin)), fp, 0);
+        if (found != std::u16string_view::npos) return Result(begin + found);
+        if (end == text.size()) break;
+        begin = end - std::min(end - begin, pat.size() - 1);
+        if (isLow(begin)) --begin;
+    }
+    return kNotFound;
 }
 
 // ---- Character styles ----

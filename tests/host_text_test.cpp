@@ -361,6 +361,36 @@ TEST(HostText, FindIgnoringCase) {
     EXPECT_EQ(t->Find(*Utf8Text("σοφια"), 0), kNotFound);
 }
 
+TEST(HostText, CaseBlindFindsAgreeWithAPlainSearchAtEveryPosition) {
+    // Matches across the windows the search folds the text in, and next to surrogate pairs (the
+    // Deseret capitals U+10400.. fold to U+10428..), in both directions.
+    std::u16string text;
+    for (int k = 0; text.size() < 9000; ++k)
+        text += k % 7 == 0 ? u"AbC\U00010400" : k % 5 == 0 ? u"xx\U00010428aBc" : u"qqqqqqqqqqqqq";
+    const auto fold = [](std::u16string s) {
+        for (size_t i = 0; i < s.size(); ++i) {
+            if (s[i] < 0x80) s[i] = char16_t(std::tolower(s[i]));
+            if (s[i] == 0xD801 && i + 1 < s.size() && s[i + 1] >= 0xDC00 && s[i + 1] < 0xDC28) s[i + 1] += 0x28;
+        }
+        return s;
+    };
+    fmx::TextUniquePtr t;
+    SetUnits(*t, text);
+    const std::u16string folded = fold(text);
+    for (const std::u16string &pattern :
+         {std::u16string(u"abc"), std::u16string(u"ABC\U00010428"), u"Q" + std::u16string(70, u'q'),
+          std::u16string(u"c\U00010400aBC"), std::u16string(u"\U00010428ABCQ")}) {
+        fmx::TextUniquePtr p;
+        SetUnits(*p, pattern);
+        const std::u16string wanted = fold(pattern);
+        for (size_t from = 0; from <= text.size(); from += 37) {
+            const size_t f = folded.find(wanted, from), b = folded.rfind(wanted, from);
+            EXPECT_EQ(t->FindIgnoringCase(*p, fmx::uint32(from)), f == std::u16string::npos ? kNotFound : f);
+            EXPECT_EQ(t->FindPrevIgnoringCase(*p, fmx::uint32(from)), b == std::u16string::npos ? kNotFound : b);
+        }
+    }
+}
+
 // ---- Case, comparison ----
 
 TEST(HostText, UpperAndLowercaseKeepPositions) {

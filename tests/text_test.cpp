@@ -2,6 +2,7 @@
 // the text functions through the loaded plug-in.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <random>
 #include <string>
@@ -275,6 +276,14 @@ TEST_F(PluginTest, AsciiValueToTextAndTheConvertPair) {
     EXPECT_EQ(Call("ZbFile_AsciiValueToText", {"", "233"}), "\u00E9");
     EXPECT_EQ(Call("ZbFile_AsciiValueToText", {"-Encoding=ASCII_Mac", "233 189 240"}), "\u00C8\u03A9\uF8FF");
     EXPECT_EQ(Call("ZbFile_AsciiValueToText", {"", ""}), "");
+    // Long lists, with and without the separator or "|": each is read once, not once a value.
+    for (const auto &[joint, separator] : {std::pair{" ", " "}, {"|", " "}, {"x", "X"}}) {
+        std::string list;
+        for (int k = 0; k < 100000; ++k) list += (k ? joint : "") + std::string("65");
+        const auto started = std::chrono::steady_clock::now();
+        EXPECT_EQ(Call("ZbFile_AsciiValueToText", {"", list, separator}).size(), 100000u) << joint;
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5)) << joint;
+    }
     EXPECT_EQ(Call("ZbFile_ConvertToFMText", {"-Encoding=ASCII_Mac", "caf\u00E9 \u20AC"}), "caf\u00E9 \u20AC");
     EXPECT_EQ(Call("ZbFile_ConvertFromFMText", {"", "line\rtwo"}), "line\rtwo");
 }

@@ -27,18 +27,35 @@ fmx::errcode ZbFile7_DoConvertFromFMText_ToFMText(short /*functionId*/, const fm
     return 0;
 }
 
+// Where the next "|" and the next separator stand, remembered from one piece to the next: each is
+// searched for again only once the list has been taken past it, so a list is scanned once
+// whatever its length. kSize_Invalid: there is none further on.
+struct ZbNextStops {
+    fmx::uint32 bar = 0, separator = 0;
+    bool barKnown = false, separatorKnown = false;
+};
+
+fmx::uint32 NextStop(const fmx::TextUniquePtr &list, const fmx::Text &what, fmx::uint32 start, bool ignoreCase,
+                     fmx::uint32 &stop, bool &known) {
+    if (!known || (stop != fmx::Text::kSize_Invalid && stop < start)) {
+        stop = ignoreCase ? list->FindIgnoringCase(what, start) : list->Find(what, start);
+        known = true;
+    }
+    return stop;
+}
+
 // Takes the next piece off the list, from *position: up to the separator or "|", whichever comes
 // first, and past that one character. Answers 1 when a piece was taken, 0 when the list is done.
 int ZbFile7_GetNextASCIIValue(const fmx::TextUniquePtr &list, const fmx::TextUniquePtr &separator, char *buf,
-                              unsigned long size, unsigned long *position) {
+                              unsigned long size, unsigned long *position, ZbNextStops &stops) {
     const fmx::uint32 length = list->GetSize();
     if (*position >= length) return 0;
     fmx::TextUniquePtr bar;
     bar->Assign("|", fmx::Text::kEncoding_ASCII_Mac);
     const fmx::uint32 start = fmx::uint32(*position);
-    fmx::uint32 end = list->Find(*bar, start);
+    fmx::uint32 end = NextStop(list, *bar, start, false, stops.bar, stops.barKnown);
     if (separator->GetSize() > 0) {
-        const fmx::uint32 at = list->FindIgnoringCase(*separator, start);
+        const fmx::uint32 at = NextStop(list, *separator, start, true, stops.separator, stops.separatorKnown);
         if (at != fmx::Text::kSize_Invalid && (end == fmx::Text::kSize_Invalid || at < end)) end = at;
     }
     const fmx::uint32 pieceEnd = end == fmx::Text::kSize_Invalid ? length : end;
@@ -75,7 +92,8 @@ fmx::errcode ZbFile7_DoAsciiValueToText(short /*functionId*/, const fmx::ExprEnv
     fmx::TextUniquePtr text;
     char piece[kPieceCapacity];
     unsigned long position = 0;
-    while (ZbFile7_GetNextASCIIValue(list, separator, piece, sizeof piece, &position)) {
+    ZbNextStops stops;
+    while (ZbFile7_GetNextASCIIValue(list, separator, piece, sizeof piece, &position, stops)) {
         // Read as "%i" reads: blanks skipped, sign, 0x for hexadecimal, a leading 0 for octal.
         char *end = nullptr;
         const long value = std::strtol(piece, &end, 0);
