@@ -63,7 +63,7 @@ constexpr std::array<EncodingInfo, kEncodingCount> kEncodings = {{
     {"CP1253", kNoTable},           // 31
     {"ISO-8859-7", kNoTable},       // 32
     {nullptr, kMacHebrew},          // 33
-    {"CP1255", kNoTable},           // 34
+    {nullptr, kWinHebrew},          // 34 (a table: glibc's CP1255 composes letters with marks)
     {"ISO-8859-8", kNoTable},       // 35
     {"ISO-8859-15", kNoTable},      // 36
 }};
@@ -173,11 +173,33 @@ const InverseTable &Inverse(int macTable) {
     return *tables[macTable];
 }
 
+// The byte of a character sequence of the set that the text holds at `at`, or -1; `length` is
+// set to the sequence's length.
+int SequenceAt(std::u16string_view text, std::size_t at, int macTable, std::size_t &length) {
+    for (std::size_t k = 0; k < kMacCharsetSequenceCount; ++k) {
+        const MacCharsetSequence &s = kMacCharsetSequences[k];
+        const std::u16string_view characters = s.characters;
+        if (s.charset == macTable && text.substr(at).starts_with(characters)) {
+            length = characters.size();
+            return s.byte;
+        }
+    }
+    return -1;
+}
+
 std::size_t TableInto(std::u16string_view text, int macTable, char *out, std::size_t capacity) {
     const InverseTable &inv = Inverse(macTable);
+    const bool hasSequences = std::any_of(kMacCharsetSequences, kMacCharsetSequences + kMacCharsetSequenceCount,
+                                          [&](const MacCharsetSequence &s) { return s.charset == macTable; });
     std::size_t n = 0;
     for (std::size_t i = 0; i < text.size() && n < capacity; ++i) {
         char16_t u = text[i];
+        std::size_t length = 0;
+        if (const int b = hasSequences ? SequenceAt(text, i, macTable, length) : -1; b >= 0) {
+            out[n++] = char(b);
+            i += length - 1;
+            continue;
+        }
         if (IsHigh(u) && i + 1 < text.size() && IsLow(text[i + 1])) {
             ++i;  // no Mac one-byte set has characters outside the BMP
             out[n++] = '?';
@@ -437,7 +459,25 @@ std::u16string DecodeBytes(std::string_view bytes, int encoding) {
     if (info.macTable != kNoTable) {
         const char16_t *table = kMacCharsetTable[info.macTable];
         std::u16string out(bytes.size(), u'\0');
-        for (std::size_t i = 0; i < bytes.size(); ++i) out[i] = table[static_cast<unsigned char>(bytes[i])];
+        std::size_t n = 0;
+        for (const char byte : bytes) {
+            const char16_t c = table[static_cast<unsigned char>(byte)];
+            if (c == kReplacement) {
+                // A byte that stands for several characters.
+                const auto *s = std::find_if(kMacCharsetSequences, kMacCharsetSequences + kMacCharsetSequenceCount,
+                                             [&](const MacCharsetSequence &q) {
+                                                 return q.charset == info.macTable && q.byte == static_cast<unsigned char>(byte);
+                                             });
+                if (s != kMacCharsetSequences + kMacCharsetSequenceCount) {
+                    const std::u16string_view characters = s->characters;
+                    out.resize(out.size() + characters.size() - 1);
+                    out.replace(n, characters.size(), characters);
+                    n += characters.size();
+                    continue;
+                }
+            }
+            out[n++] = c;
+        }
         return out;
     }
     return IconvDecode(bytes, encoding);

@@ -127,8 +127,16 @@ std::size_t EncodeTextInto(std::u16string_view text, int encoding, char *out, st
 // The one-byte Mac character sets as byte -> UTF-16 tables (mac_tables.cpp, written by
 // gen_mac_tables.pl); U+FFFD marks a byte with no single-code-point mapping.
 enum MacCharset { kMacRoman, kMacCyrillic, kMacCentralEurope, kMacTurkish, kMacArabic, kMacGreek, kMacHebrew,
-                  kMacCharsetCount };
+                  kWinHebrew, kMacCharsetCount };
 extern const char16_t kMacCharsetTable[kMacCharsetCount][256];
+// Bytes that stand for a sequence of characters (their table entry is U+FFFD).
+struct MacCharsetSequence {
+    int charset;
+    unsigned char byte;
+    const char16_t *characters;
+};
+extern const MacCharsetSequence kMacCharsetSequences[];
+extern const std::size_t kMacCharsetSequenceCount;
 
 // ---- Value conversions (values.cpp) ----
 std::u16string NumberToText(const FixPtObj &n);
