@@ -299,10 +299,14 @@ void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &ou
 }
 
 void XP7_UTF8TxtToTxt(const fmx::TextUniquePtr &src, fmx::TextUniquePtr &dst) {
-    const std::u16string units = XP7_TxtToUnits(*src);
-    std::string bytes(units.size(), '\0');
-    for (size_t k = 0; k < units.size(); ++k) bytes[k] = units[k] < 256 ? char(units[k]) : '?';
-    std::u16string decoded;
+    std::string bytes;
+    {
+        // The byte text's units are let go before the decoded text is made.
+        const std::u16string units = XP7_TxtToUnits(*src);
+        bytes.resize(units.size());
+        for (size_t k = 0; k < units.size(); ++k) bytes[k] = units[k] < 256 ? char(units[k]) : '?';
+    }
+    std::u16string decoded;  // sized once, to the byte count, by the decoder
     ZbUTF8BytesToUnits(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size(), decoded);
     XP7_UnitsToTxt(decoded, dst);
 }

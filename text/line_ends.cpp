@@ -9,8 +9,9 @@ namespace {
 constexpr char16_t kCR = 13, kLF = 10;
 
 // The text read once, converted into a new buffer, set once. Segments without line ends are
-// copied whole.
-std::u16string Convert(const std::u16string &in, short mode) {
+// copied whole. `changed` tells whether any line end was changed.
+std::u16string Convert(const std::u16string &in, short mode, bool &changed) {
+    changed = false;
     std::u16string out;
     out.reserve(mode == kZbLineEndsCRLFtoCR || mode == kZbLineEndsLFtoCR || mode == kZbLineEndsToHost
                     ? in.size()
@@ -23,21 +24,26 @@ std::u16string Convert(const std::u16string &in, short mode) {
         out.append(p, q);
         if (q == end) break;
         const char16_t c = *q++;
+        const bool pair = c == kCR && q < end && *q == kLF;
         switch (mode) {
         case kZbLineEndsCRLFtoCR:
             out.push_back(c);
-            if (c == kCR && q < end && *q == kLF) ++q;
+            if (pair) ++q;
+            changed |= pair;
             break;
         case kZbLineEndsLFtoCR:
             out.push_back(kCR);
+            changed |= c == kLF;
             break;
         case kZbLineEndsToHost:
             out.push_back(kCR);
-            if (c == kCR && q < end && *q == kLF) ++q;
+            if (pair) ++q;
+            changed |= pair || c == kLF;
             break;
         default:  // every CR gains an LF, whatever follows it
             out.push_back(c);
             if (c == kCR) out.push_back(kLF);
+            changed |= c == kCR;
             break;
         }
         p = q;
@@ -49,8 +55,9 @@ std::u16string Convert(const std::u16string &in, short mode) {
 void XP7_ChangeLineEndsTxt(fmx::TextUniquePtr &text, short mode) {
     const std::u16string in = XP7_TxtToUnits(*text);
     if (in.empty()) return;
-    const std::u16string out = Convert(in, mode);
-    if (out != in) XP7_UnitsToTxt(out, text);
+    bool changed = false;
+    const std::u16string out = Convert(in, mode, changed);
+    if (changed) XP7_UnitsToTxt(out, text);
 }
 
 void XP_CRLFToCR(char *buf, long *len) {
