@@ -38,10 +38,9 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
 
     FSSpec sourceRef;
     std::string source;
-    if (const long err = XP7_TxtToFSSpec(*sourceText, sourceRef, kMaxNameLength, 0)) return err;
-    if (const long err = Zb7_FSSpecToPOSIXPath(sourceRef, source)) return err;
+    if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kMaxNameLength)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(source, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(sourceRef, source, info)) return err;
     if (folderHandler) {
         if (!info.isFolder) return kErrNotAFolder;
         Zb7_CheckAndRemoveEndSeparatorTxt(destinationText);

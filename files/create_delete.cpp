@@ -46,9 +46,8 @@ long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::stri
 // The item a path names, as a POSIX path, and what it is.
 long ExistingItem(const fmx::TextUniquePtr &path, std::string &posix, ZbItemInfo &info) {
     FSSpec ref;
-    if (const long err = XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0)) return err;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, posix)) return err;
-    return Zb7_PlatformGetItemInfo(posix, info);
+    if (const long err = XP7_TxtToItem(*path, ref, kMaxNameLength)) return err;
+    return Zb7_FSSpecToItemInfo(ref, posix, info);
 }
 
 long CreateFile(const fmx::DataVect &parameters) {

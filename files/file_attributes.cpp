@@ -129,9 +129,8 @@ long ChangeAttributes(const ZbAttributeRequest &request, const FSSpec &ref, cons
 
 long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, uint32_t type) {
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (info.isFolder) return kErrIsFolder;
     return ChangeFinderInfo(path, [&](ZbFinderInfo &f) {
         if (selector != kZbChangeType) f.SetCreator(creator);
@@ -155,16 +154,13 @@ long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int6
     if (localSeconds < 0 || localSeconds > int64_t(UINT32_MAX)) return kZbErrParameter;
     const int64_t moment = Zb7_PlatformTimeOfLocalDate(localSeconds);
     if (functionId == 4286) return Zb7_PlatformSetModificationTime(path, moment);
-    ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
     return Zb7_PlatformSetCreationTime(path, moment);
 }
 
 long Zb7_Mac_SetFinderComment(const FSSpec &ref, const std::string &comment) {
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (comment.empty()) return Zb7_PlatformRemoveAttribute(path, kZbCommentAttribute);
     return Zb7_PlatformWriteAttribute(path, kZbCommentAttribute, ZbBinaryPlistOfString(comment));
 }
@@ -179,9 +175,8 @@ fmx::errcode ZbFile7_DoSetFileAttribute(short /*functionId*/, const fmx::ExprEnv
     std::string path;
     ZbItemInfo info;
     long err = ReadAttributeRequest(parameters, request, pathText);
-    if (err == 0) err = XP7_TxtToFSSpec(*pathText, ref, kShortNames, 0);
-    if (err == 0) err = Zb7_FSSpecToPOSIXPath(ref, path);
-    if (err == 0) err = Zb7_PlatformGetItemInfo(path, info);
+    if (err == 0) err = XP7_TxtToItem(*pathText, ref, kShortNames);
+    if (err == 0) err = Zb7_FSSpecToItemInfo(ref, path, info);
     if (err == 0) err = ChangeAttributes(request, ref, path, info);
     XP7_OSErrLToData(err, result);
     return 0;
@@ -200,7 +195,7 @@ fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx
         fmx::DateTimeUniquePtr timestamp;
         XP7_GetNextDateTimeFromVect(parameters, timestamp, &cursor);
         FSSpec ref;
-        err = XP7_TxtToFSSpec(*path, ref, kLongNames, 0);
+        err = XP7_TxtToItem(*path, ref, kLongNames);
         if (err == 0) err = Zb7_SetCreationOrModificationDate(functionId, ref, XP7_FMXDateTimeToDate(*timestamp));
     }
     XP7_OSErrLToData(err, result);

@@ -32,14 +32,14 @@ bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSw
     return true;
 }
 
-// The item a handler works on: the switches read, the path resolved and turned into a POSIX path.
+// The item a handler works on: the switches read, the path resolved, the item looked at.
 long ResolveItem(const fmx::DataVect &parameters, size_t maxNameLength, char (&switches)[kZbSwitchesCapacity + 1],
-                 std::string &posix) {
+                 std::string &posix, ZbItemInfo &info) {
     fmx::TextUniquePtr path;
     if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
     FSSpec ref;
-    if (const long err = XP7_TxtToFSSpec(*path, ref, maxNameLength, 0)) return err;
-    return Zb7_FSSpecToPOSIXPath(ref, posix);
+    if (const long err = XP7_TxtToItem(*path, ref, maxNameLength)) return err;
+    return Zb7_FSSpecToItemInfo(ref, posix, info);
 }
 
 void SetNumber(fmx::Data &result, int64_t value) {
@@ -61,13 +61,13 @@ bool ItemExists(const fmx::DataVect &parameters) {
     fmx::TextUniquePtr path;
     if (!ReadSwitchesAndPath(parameters, switches, path) || path->GetSize() == 0) return false;
     FSSpec ref;
-    if (XP7_TxtToFSSpec(*path, ref, kLongNames, 0) == 0) {
+    if (XP7_TxtToItem(*path, ref, kLongNames) == 0) {
         if (XP7_IsDirectory(ref)) return true;
         // A file named with a folder's trailing separator does not count.
         return XP7_FileExists(ref) == 0 && !EndsInSeparator(path);
     }
     Zb7_CheckAndRemoveEndSeparatorTxt(path);
-    return XP7_TxtToFSSpec(*path, ref, kLongNames, 0) == 0 && XP7_IsDirectory(ref);
+    return XP7_TxtToItem(*path, ref, kLongNames) == 0 && XP7_IsDirectory(ref);
 }
 
 // The date functions by id: which date they read and what they answer.
@@ -97,20 +97,19 @@ ZbDateFunction DateFunction(short id) {
 constexpr const char *kAttributeSwitches[] = {"-lockAttr", "-archiveAttr", "-hiddenAttr", "-labelNumAttr",
                                               "-findercommentAttr"};
 
-long ReadAttribute(const std::string &path, const char *which, fmx::Data &result, const fmx::Locale &locale) {
+long ReadAttribute(const FSSpec &ref, const char *which, fmx::Data &result, const fmx::Locale &locale) {
     const std::string_view attribute = which;
+    std::string path;
+    ZbItemInfo info;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (attribute == "-findercommentAttr") {
         std::string comment;
-        FSSpec ref;
-        if (const long err = Zb7_POSIXPathToFSSpec(path, ref)) return err;
         if (const long err = Zb7_Mac_GetFinderComment(ref, comment)) return err;
         fmx::TextUniquePtr text;
         text->Assign(comment.c_str(), fmx::Text::kEncoding_UTF8);
         result.SetAsText(*text, locale);
         return 0;
     }
-    ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
     int64_t value = 0;
     if (attribute == "-lockAttr") {
         value = info.locked;
@@ -157,22 +156,20 @@ int64_t XP7_FMXDateTimeToDate(const fmx::DateTime &dateTime) {
 bool XP7_IsDirectory(const FSSpec &ref) {
     std::string path;
     ZbItemInfo info;
-    return Zb7_FSSpecToPOSIXPath(ref, path) == 0 && Zb7_PlatformGetItemInfo(path, info) == 0 && info.isFolder;
+    return Zb7_FSSpecToItemInfo(ref, path, info) == 0 && info.isFolder;
 }
 
 long XP7_FileExists(const FSSpec &ref) {
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    return Zb7_PlatformGetItemInfo(path, info);
+    return Zb7_FSSpecToItemInfo(ref, path, info);
 }
 
 long XP7_FSGetFileSizes(const FSSpec &ref, int64_t &dataSize, int64_t &rsrcSize, int64_t &totalSize) {
     dataSize = rsrcSize = totalSize = 0;
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (info.isFolder) return 0;  // a folder has no forks
     uint64_t rsrc = 0;
     if (const long err = Zb7_PlatformAttributeSize(path, kZbResourceForkAttribute, rsrc)) return err;
@@ -185,9 +182,8 @@ long XP7_FSGetFileSizes(const FSSpec &ref, int64_t &dataSize, int64_t &rsrcSize,
 long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t &created, uint32_t &modified) {
     created = modified = 0;
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     created = Zb7_PlatformLocalDateOfTime(Zb7_PlatformCreationTime(path, info));
     modified = Zb7_PlatformLocalDateOfTime(info.modified);
     return 0;
@@ -196,9 +192,8 @@ long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t &created, uint32_t &modified
 long XP7_FSpGetLastAccessDate(const FSSpec &ref, uint32_t &accessed) {
     accessed = 0;
     std::string path;
-    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     ZbItemInfo info;
-    if (const long err = Zb7_PlatformGetItemInfo(path, info)) return err;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     accessed = Zb7_PlatformLocalDateOfTime(info.accessed);
     return 0;
 }
@@ -234,7 +229,7 @@ fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*
     fmx::TextUniquePtr path;
     FSSpec ref;
     int64_t data = 0, rsrc = 0, total = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToFSSpec(*path, ref, kShortNames, 0)
+    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
                                                                : kZbErrParameter;
     if (err == 0) err = XP7_FSGetFileSizes(ref, data, rsrc, total);
     if (err)
@@ -251,7 +246,7 @@ fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fm
     fmx::TextUniquePtr path;
     FSSpec ref;
     uint32_t created = 0, modified = 0, accessed = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToFSSpec(*path, ref, kShortNames, 0)
+    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
                                                                : kZbErrParameter;
     if (err == 0)
         err = function.kind == ZbDateKind::accessed ? XP7_FSpGetLastAccessDate(ref, accessed)
@@ -295,10 +290,8 @@ fmx::errcode ZbFile7_DoGetFileAttribute(short /*functionId*/, const fmx::ExprEnv
         }
     if (err == 0 && count != 1) err = kZbErrParameter;
     FSSpec ref;
-    std::string posix;
-    if (err == 0) err = XP7_TxtToFSSpec(*path, ref, kLongNames, 0);
-    if (err == 0) err = Zb7_FSSpecToPOSIXPath(ref, posix);
-    if (err == 0) err = ReadAttribute(posix, which, result, parameters.At(0).GetLocale());
+    if (err == 0) err = XP7_TxtToItem(*path, ref, kLongNames);
+    if (err == 0) err = ReadAttribute(ref, which, result, parameters.At(0).GetLocale());
     if (err) XP7_OSErrLToData(err, result);
     return 0;
 }
@@ -307,12 +300,9 @@ fmx::errcode ZbFile7_DoGetFileCreatorOrType(short functionId, const fmx::ExprEnv
                                             const fmx::DataVect &parameters, fmx::Data &result) {
     char switches[kZbSwitchesCapacity + 1] = "";
     std::string posix;
+    ZbItemInfo info;
     ZbFinderInfo finder;
-    long err = ResolveItem(parameters, kShortNames, switches, posix);
-    if (err == 0) {
-        ZbItemInfo info;
-        err = Zb7_PlatformGetItemInfo(posix, info);  // the item must exist
-    }
+    long err = ResolveItem(parameters, kShortNames, switches, posix, info);
     if (err == 0) err = Zb7_PlatformGetFinderInfo(posix, finder);
     if (err) {
         XP7_OSErrLToData(err, result);

@@ -211,6 +211,7 @@ void ZbSetFSSpec(FSSpec &ref, short vRefNum, int32_t parID, std::string_view nam
     ref.parID = parID;
     ref.name.assign(name);
     ref.path.clear();
+    ref.info.reset();
 }
 
 void ZbClearFSSpec(FSSpec &ref) { ZbSetFSSpec(ref, 0, 0, {}); }
@@ -270,10 +271,11 @@ long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
     return 0;
 }
 
-long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref) {
+long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref, const ZbItemInfo *info) {
+    // Only a mount point can be a volume: an item known not to be one skips the volume table.
     ZbVolume volume;
-    Zb7_PlatformVolumeOfPath(path, volume);
-    if (path == volume.mountPoint) {
+    if (!info || info->mountRoot) Zb7_PlatformVolumeOfPath(path, volume);
+    if ((!info || info->mountRoot) && path == volume.mountPoint) {
         ZbSetFSSpec(ref, volume.vRefNum, kZbRootParentID, volume.name);
     } else {
         short vRefNum = 0;
@@ -283,7 +285,17 @@ long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref) {
         ZbSetFSSpec(ref, vRefNum, folderId, ZbSwapColonsAndSlashes(name));
     }
     ref.path = path;
+    if (info) ref.info = *info;
     return 0;
+}
+
+long Zb7_FSSpecToItemInfo(const FSSpec &ref, std::string &path, ZbItemInfo &info) {
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    if (ref.info && path == ref.path) {
+        info = *ref.info;
+        return 0;
+    }
+    return Zb7_PlatformGetItemInfo(path, info);
 }
 
 long Zb7_FSSpecToPOSIXPath(const FSSpec &ref, std::string &path) {

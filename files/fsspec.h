@@ -19,8 +19,11 @@
 #define ZERB_FILES_FSSPEC_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/file_attributes.h"
 
 constexpr int32_t kZbRootParentID = 1;  // the folder that holds a volume's root folder
 constexpr int32_t kZbRootFolderID = 2;  // a volume's root folder
@@ -33,6 +36,9 @@ struct FSSpec {
     // The item's absolute path when the reference was made from one; empty otherwise. Whoever
     // changes the three fields above clears it (ZbSetFSSpec does).
     std::string path;
+    // What the item was when the reference was resolved from that path, if it was looked at: the
+    // functions of one call use it instead of asking the file system again.
+    std::optional<ZbItemInfo> info;
 };
 
 // The reference chosen by SetDefaultFileSpec; read and written under gFrameMutex.
@@ -57,7 +63,12 @@ std::string ZbSwapColonsAndSlashes(std::string_view name);
 
 // The reference of the item at an absolute path that is already free of "//", "." and ".." and
 // has no trailing "/". The item need not exist; the folder holding it must (-120 otherwise).
-long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref);
+// `info`, when given, is what the item at the path was just found to be; the reference keeps it.
+long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref, const ZbItemInfo *info = nullptr);
+
+// The item's path and what it is: from the reference's resolution when it looked at the item,
+// else from the file system now.
+long Zb7_FSSpecToItemInfo(const FSSpec &ref, std::string &path, ZbItemInfo &info);
 
 // The absolute path of the item a reference denotes; the item need not exist. -35 for a volume
 // that is not mounted, -120 for an unknown folder id or a folder that is no longer where it was.

@@ -159,24 +159,35 @@ bool MatchNameForms(std::string &posix) {
 // Looks an item up at a clean POSIX path (the link itself, for a symbolic link). 0 with the
 // reference filled; -43 with the reference filled when only the item is missing; any other
 // failure leaves the reference cleared.
-long ResolvePOSIX(std::string posix, bool folderMarked, FSSpec &ref) {
+// With `itemOnly`, the reference gets the item's path, name and what it is, without its folder's
+// id: for functions that act on the item and never show the reference.
+long ResolvePOSIX(std::string posix, bool folderMarked, FSSpec &ref, bool itemOnly = false) {
     ZbClearFSSpec(ref);
-    ZbNodeInfo info;
-    const auto lookUp = [&] {
-        return Zb7_PlatformGetNodeInfo(folderMarked && posix != "/" ? posix + "/" : posix, false, info);
-    };
+    ZbItemInfo info;
+    // A path marked as a folder's ("/" at the end) leads through a link to a folder: what is found
+    // then is not the item the reference names, and is not kept with it.
+    const bool throughLink = folderMarked && posix != "/";
+    const auto lookUp = [&] { return Zb7_PlatformGetItemInfo(throughLink ? posix + "/" : posix, info); };
     long err = lookUp();
     if ((err == kZbErrNotFound || err == kZbErrFolderNotFound) && HasNonASCII(posix) && MatchNameForms(posix))
         err = lookUp();
     if (err != 0 && err != kZbErrNotFound) return err;
-    if (const long made = Zb7_POSIXPathToFSSpec(posix, ref)) {
+    // A volume's root is named by the volume, which takes the folder table.
+    if (itemOnly && posix != "/" && (err != 0 || !info.mountRoot)) {
+        ref.name = ZbSwapColonsAndSlashes(std::string_view(posix).substr(posix.rfind('/') + 1));
+        ref.path = posix;
+        if (err == 0 && !throughLink) ref.info = info;
+        return err;
+    }
+    if (const long made = Zb7_POSIXPathToFSSpec(posix, ref, err == 0 && !throughLink ? &info : nullptr)) {
         ZbClearFSSpec(ref);
         return made;
     }
     return err;
 }
 
-long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short preferredVolume);
+long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short preferredVolume,
+                 bool itemOnly = false);
 
 // The component walk: from the volume down, each folder's reference made from its parent's, each
 // name checked against the caller's maximum (all of them before anything is looked up) and each
@@ -270,7 +281,7 @@ bool LastNameTooLong(const std::string &posix, size_t maxNameLength) {
 }
 
 // The parser behind ZbPi_CStrToFSpec, on UTF-8 text.
-long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short preferredVolume) {
+long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short preferredVolume, bool itemOnly) {
     ZbClearFSSpec(*ref);
     if (!text.empty() && text[0] == ':') return ResolveReferenceText(text, maxNameLength, ref);
 
@@ -285,7 +296,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
     if (!posixText.empty()) {
         CleanPOSIXPath(posixText, posix, folderMarked);
         if (LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
-        err = ResolvePOSIX(posix, folderMarked, *ref);
+        err = ResolvePOSIX(posix, folderMarked, *ref, itemOnly);
     } else {
         err = ColonPathToPOSIX(colon, preferredVolume, posix, folderMarked);
         if (err == 0 && LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
@@ -413,19 +424,33 @@ long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string
     return err;
 }
 
-long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short /*flag*/) {
+namespace {
+long TxtToReference(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, bool itemOnly) {
     ZbClearFSSpec(ref);
     // Paths are read up to their first 2000 bytes; the buffers hold one more for the terminator.
     char utf8[kZbPathBufferSize + 1];
     text.GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
     if (utf8[0] == '$' && utf8[1] == '$') return kZbErrPathIsErrorText;
-    long err = ZbPi_CStrToFSpec(utf8, kZbPathUTF8, maxNameLength, &ref);
+    const auto parse = [&](const char *path) {
+        ZbClearFSSpec(ref);
+        return std::strlen(path) < 2 ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
+    };
+    long err = parse(utf8);
     if (err == kZbErrNotFound && ZbIsClearedFSSpec(ref)) {
         char macRoman[kZbPathBufferSize + 1];
         text.GetBytes(macRoman, sizeof macRoman, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_ASCII_Mac);
-        if (std::strcmp(macRoman, utf8) != 0) err = ZbPi_CStrToFSpec(macRoman, kZbPathUTF8, maxNameLength, &ref);
+        if (std::strcmp(macRoman, utf8) != 0) err = parse(macRoman);
     }
     return err;
+}
+}  // namespace
+
+long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short /*flag*/) {
+    return TxtToReference(text, ref, maxNameLength, false);
+}
+
+long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength) {
+    return TxtToReference(text, ref, maxNameLength, true);
 }
 
 long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLength, bool direct) {

@@ -63,6 +63,11 @@ long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string
 // another function), with no file-system call. `flag` is not used.
 long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short flag);
 
+// The same, for functions that act on the item and never show the reference: the reference holds
+// the item's path, name and what the item is, but its volume and folder id only where the path's
+// syntax needed them (a POSIX path is looked up without the folder table). Errors as above.
+long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength);
+
 // The colon path of the item (direct) or of the item's folder with the item's name appended (not
 // direct: the item need not exist). -207 when it would pass maxLength bytes.
 long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLength, bool direct);

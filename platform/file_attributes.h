@@ -33,6 +33,7 @@ struct ZbItemInfo {
     int64_t changed = 0;
     int64_t born = 0;
     bool hasBirth = false;        // the file system keeps a birth time and gave it
+    bool mountRoot = false;       // the root folder of a mounted file system
 };
 
 // The item at path (not followed). -43 when it is missing, -120 when a folder on the way is.

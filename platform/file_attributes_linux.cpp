@@ -39,6 +39,8 @@ long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info) {
     struct statx sx;
     if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
         return ReadError(path, errno);
+    info.mountRoot = (sx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) ? (sx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0
+                                                                        : true;  // unknown: maybe
     info.isFolder = S_ISDIR(sx.stx_mode);
     info.isLink = S_ISLNK(sx.stx_mode);
     info.locked = !info.isLink && !(sx.stx_mode & S_IWUSR);

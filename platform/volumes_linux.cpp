@@ -1,16 +1,18 @@
 // The volume table, built from /proc/self/mountinfo. The file stays open: the kernel flags it
 // (POLLPRI | POLLERR) whenever the mount table of its namespace changes, so a look-up costs two
-// cheap system calls (getpid, poll) and the file is read again only after a change.
+// cheap system call (poll) and the file is read again only after a change.
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <charconv>
@@ -297,7 +299,7 @@ struct Entry {
 struct Table {
     std::mutex mutex;
     Fd mountInfo;
-    pid_t openedBy = 0;
+    unsigned openedIn = ~0u;  // the process generation that opened mountInfo
     bool stale = true;         // the mount table changed since it was last read
     bool mountsKnown = false;  // false when /proc could not be read: only the startup volume
     ZbVolume startup{kZbStartupVRefNum, Zb7_PlatformStartupVolumeName(), "/"};
@@ -351,13 +353,20 @@ bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint
     return complete;
 }
 
+// Counts the forks this process has made children by; a child sees its own count.
+std::atomic<unsigned> gProcessGeneration{0};
+
 // Brings the table up to date. The descriptor belongs to the mount namespace of the process that
 // opened it, so a forked child (perhaps in a namespace of its own) opens its own.
+
 void Refresh(Table &t) try {
-    const pid_t pid = getpid();
-    if (t.mountInfo.fd < 0 || t.openedBy != pid) {
+    static const bool watchingForks = [] {
+        return pthread_atfork(nullptr, nullptr, [] { gProcessGeneration.fetch_add(1); }) == 0;
+    }();
+    const unsigned generation = gProcessGeneration.load();
+    if (t.mountInfo.fd < 0 || t.openedIn != generation || !watchingForks) {
         t.mountInfo.Reset(OpenMountInfo());
-        t.openedBy = pid;
+        t.openedIn = generation;
         t.stale = true;
     }
     if (t.mountInfo.fd < 0) {

@@ -457,6 +457,34 @@ TEST_F(PathModel, ReferencesAnswerTheirOwnItemsWhileTheTreeChanges) {
     fs::remove_all(s);
 }
 
+TEST_F(PathModel, TheItemOnlyLookUpAnswersAsTheFullOne) {
+    // The functions that only act on an item skip the folder table for POSIX paths: every answer
+    // and every item must be the same as the full reference's.
+    const Tree &t = *tree;
+    std::vector<std::string> texts = {t("dir/file.txt"), t("dir/sub"), t("dir/sub/"), t("dir/new.txt"), t("none/x"),
+                                      t("dir/file.txt/x"), t("dir/file.txt/"), t("folderlink/file.txt"),
+                                      t("folderlink"), t("folderlink/"), t("dangling"), t("dir/" + kNFD + ".txt"),
+                                      t(kNFC + "/y.txt"), t("dir/" + std::string(64, 'n')), "/", "//", "/.", "$$-43",
+                                      "filelinux:" + t("dir/a:b.txt"), Colon(t("dir/a:b.txt")), "x"};
+    texts.push_back(RefOf(t("dir/file.txt")));
+    for (const std::string &text : texts) {
+        for (const size_t max : {size_t(63), size_t(255)}) {
+            SCOPED_TRACE(text + " max " + std::to_string(max));
+            fmx::TextUniquePtr host;
+            host->Assign(text.c_str(), fmx::Text::kEncoding_UTF8);
+            FSSpec full, item;
+            const long fullErr = XP7_TxtToFSSpec(*host, full, max, 0);
+            EXPECT_EQ(XP7_TxtToItem(*host, item, max), fullErr);
+            std::string fullPath, itemPath;
+            if (fullErr == 0 || fullErr == -43) {
+                EXPECT_EQ(Zb7_FSSpecToPOSIXPath(item, itemPath), Zb7_FSSpecToPOSIXPath(full, fullPath));
+                EXPECT_EQ(itemPath, fullPath);
+                EXPECT_EQ(item.name, full.name);
+            }
+        }
+    }
+}
+
 TEST_F(PathModel, TemporaryFilesAreMadeBesideTheTargetOncePerSecond) {
     FSSpec target, temp, again;
     ASSERT_EQ(Parse(tree->root + "/dir/file.txt", target), 0);
