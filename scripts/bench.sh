@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
-# Builds the benchmark with optimisation into build-bench/ and runs it; options go to zerb_bench
-# (--base64-mb N, --lines-mb N, --utf8-mb N, --paths N, --runs N); 0 skips a part.
+# Builds the benchmarks with optimisation into build-bench/ and runs them: zerb_bench (codecs and
+# paths) takes the options before "--" (--base64-mb N, --lines-mb N, --utf8-mb N, --paths N,
+# --runs N), zerb_bench_files (file functions) those after it (--files N, --copy-mb N, --tree N,
+# --runs N); 0 skips a part.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh"
 cmake -S "$root" -B "$root/build-bench" -DCMAKE_BUILD_TYPE=Release -DZERB_TESTS=OFF >/dev/null
-cmake --build "$root/build-bench" -j2 --target zerb_bench
-"$root/build-bench/zerb_bench" "$@"
+cmake --build "$root/build-bench" -j2 --target zerb_bench zerb_bench_files
+codecs=()
+while (($#)) && [ "$1" != "--" ]; do codecs+=("$1"); shift; done
+(($#)) && shift
+"$root/build-bench/zerb_bench" "${codecs[@]}"
+"$root/build-bench/zerb_bench_files" "$@"
