@@ -153,6 +153,26 @@ TEST_F(CopyMove, ACopyCarriesEverything) {
     EXPECT_EQ(DestinationNames(), longName + " copy.txt taken.txt tree1 tree2 ");
 }
 
+TEST_F(CopyMove, ADeepTreeIsCopiedWhole) {
+    // Far deeper than the folders a walk keeps open, so their descriptors are opened again on the
+    // way back up.
+    std::string folder = root + "/deep";
+    for (int depth = 0; depth < 600; ++depth) {
+        folder += "/d";
+        if (depth % 50 == 0) {
+            fs::create_directories(folder);
+            std::ofstream(folder + "/at" + std::to_string(depth)) << depth;
+            fs::create_directories(folder + "/side/branch");
+        }
+    }
+    fs::create_directories(folder);
+    std::ofstream(folder + "/bottom") << "bottom";
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/deep", root + "/dest/deep"}), "0");
+    EXPECT_EQ(DescribeTree(root + "/dest/deep"), DescribeTree(root + "/deep"));
+    EXPECT_EQ(Call("ZbFile_DeleteFolder", {"-deleteAllSubFoldersAndAllContents noWarning", root + "/dest/deep"}), "0");
+    EXPECT_EQ(DestinationNames(), "taken.txt ");
+}
+
 TEST_F(CopyMove, SparseFilesStaySparse) {
     const std::string sparse = root + "/sparse";
     {
