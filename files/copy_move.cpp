@@ -9,7 +9,6 @@
 #include "plugin/handlers.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
-#include "text/encoding.h"
 
 namespace {
 
@@ -19,21 +18,13 @@ constexpr long kErrIsAFolder = -1302;
 constexpr short kCopyFileId = 4210;
 constexpr short kCopyFolderId = 4296;
 
-std::string UTF8Of(const fmx::TextUniquePtr &text) {
-    char utf8[kZbPathBufferSize + 1];
-    text->GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
-    return utf8;
-}
-
 // Both handlers: resolve the source, find the destination's folder and name, then copy or move.
 long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHandler) {
     if (parameters.Size() < 3) return kZbErrParameter;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
-    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
     fmx::TextUniquePtr sourceText, destinationText;
-    XP7_GetNextTxtFromVect(parameters, sourceText, &cursor);
+    Zb7_ReadSwitchesAndPath(parameters, switches, sourceText, cursor);
     XP7_GetNextTxtFromVect(parameters, destinationText, &cursor);
 
     FSSpec sourceRef;
@@ -47,7 +38,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
     }
     FSSpec folderRef;
     std::string folder, name;
-    if (const long err = Zb7_NewItemFolderAndName(UTF8Of(destinationText), folderRef, name)) return err;
+    if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(*destinationText), folderRef, name)) return err;
     if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, folder)) return err;
 
     const bool copy = folderHandler ? functionId == kCopyFolderId : functionId == kCopyFileId;

@@ -11,35 +11,22 @@
 #include "plugin/handlers.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
-#include "text/encoding.h"
 
 namespace {
 
 constexpr size_t kMaxNameLength = 255;
 constexpr long kErrNotConfirmed = -1;
 
-// The switches (their encoding switch read and ignored) and the path as UTF-8. False when the
-// call has fewer than two parameters.
 bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                          fmx::TextUniquePtr &path) {
-    if (parameters.Size() < 2) return false;
     unsigned long cursor = 0;
-    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
-    XP7_GetNextTxtFromVect(parameters, path, &cursor);
-    return true;
-}
-
-std::string UTF8Of(const fmx::TextUniquePtr &text) {
-    char utf8[kZbPathBufferSize + 1];
-    text->GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
-    return utf8;
+    return Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor);
 }
 
 // The new item's folder as a POSIX path, and its name.
 long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::string &name) {
     FSSpec parent;
-    if (const long err = Zb7_NewItemFolderAndName(UTF8Of(path), parent, name)) return err;
+    if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(*path), parent, name)) return err;
     return Zb7_FSSpecToPOSIXPath(parent, folder);
 }
 

@@ -15,7 +15,6 @@
 #include "plugin/handlers.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
-#include "text/encoding.h"
 
 namespace {
 
@@ -53,12 +52,9 @@ struct ZbAttributeRequest {
 };
 
 long ReadAttributeRequest(const fmx::DataVect &parameters, ZbAttributeRequest &request, fmx::TextUniquePtr &path) {
-    if (parameters.Size() < 2) return kZbErrParameter;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
-    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
-    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kZbErrParameter;
     const auto has = [&](const char *word) { return XP_HasSwitch(switches, word); };
     request.lock = has("-lock");
     request.unlock = has("-unlock");
@@ -185,13 +181,10 @@ fmx::errcode ZbFile7_DoSetFileAttribute(short /*functionId*/, const fmx::ExprEnv
 fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx::ExprEnv & /*env*/,
                                                      const fmx::DataVect &parameters, fmx::Data &result) {
     long err = kZbErrParameter;
-    if (parameters.Size() >= 2) {
-        char switches[kZbSwitchesCapacity + 1] = "";
-        unsigned long cursor = 0;
-        XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-        XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
-        fmx::TextUniquePtr path;
-        XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    char switches[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 0;
+    fmx::TextUniquePtr path;
+    if (Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) {
         fmx::DateTimeUniquePtr timestamp;
         XP7_GetNextDateTimeFromVect(parameters, timestamp, &cursor);
         FSSpec ref;

@@ -12,7 +12,6 @@
 #include "plugin/handlers.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
-#include "text/encoding.h"
 
 namespace {
 
@@ -20,16 +19,10 @@ namespace {
 constexpr size_t kShortNames = 63;
 constexpr size_t kLongNames = 255;
 
-// The start every handler shares: the switches (and their encoding switch, which these ignore)
-// and the path text. False when the call has fewer than two parameters.
 bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                          fmx::TextUniquePtr &path) {
-    if (parameters.Size() < 2) return false;
     unsigned long cursor = 0;
-    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
-    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
-    XP7_GetNextTxtFromVect(parameters, path, &cursor);
-    return true;
+    return Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor);
 }
 
 // The item a handler works on: the switches read, the path resolved, the item looked at.

@@ -10,6 +10,7 @@
 #include "plugin/globals.h"
 #include "plugin/params.h"
 #include "text/charsets.h"
+#include "text/encoding.h"
 #include "text/unicode_forms.h"
 
 namespace {
@@ -422,6 +423,22 @@ long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string
     const long err = Zb7_CStrToParentFSSpecAndFileName(path, kZbPathUTF8, kZbMaxNameLength, &folder, name);
     name = ZbSwapColonsAndSlashes(name);  // references hold names as colon paths show them
     return err;
+}
+
+bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
+                             fmx::TextUniquePtr &path, unsigned long &cursor) {
+    if (parameters.Size() < 2) return false;
+    cursor = 0;
+    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+    XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
+    XP7_GetNextTxtFromVect(parameters, path, &cursor);
+    return true;
+}
+
+std::string Zb7_PathTextToUTF8(const fmx::Text &text) {
+    char utf8[kZbPathBufferSize + 1];
+    text.GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
+    return utf8;
 }
 
 namespace {

@@ -16,6 +16,7 @@
 #include "files/fsspec.h"
 #include "platform/volumes.h"
 #include "plugin/fmx.h"
+#include "plugin/params.h"
 
 // Encoding modes of the path routines: kZbPathUTF8 takes and gives UTF-8; any other mode takes
 // and gives Mac OS Roman bytes.
@@ -67,6 +68,14 @@ long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, s
 // the item's path, name and what the item is, but its volume and folder id only where the path's
 // syntax needed them (a POSIX path is looked up without the folder table). Errors as above.
 long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength);
+
+// The start the file functions share: the switches (up to 2000 bytes, their encoding switch read
+// and, by these functions, ignored) and the path parameter; the cursor is left after the path.
+// False when the call has fewer than two parameters.
+bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
+                             fmx::TextUniquePtr &path, unsigned long &cursor);
+// A path parameter as UTF-8, up to its first 2000 bytes.
+std::string Zb7_PathTextToUTF8(const fmx::Text &text);
 
 // The colon path of the item (direct) or of the item's folder with the item's name appended (not
 // direct: the item need not exist). -207 when it would pass maxLength bytes.
