@@ -180,7 +180,10 @@ long FolderIdOfAnyPath(const std::string &path, short &vRefNum, int32_t &folderI
             known = t.byId.at(knownKey).node;
         }
     }
-    if (knownKey && LeadsTo(path, known)) {
+    // The volume must be the one the folder was entered on: a volume mounted anew has a new number.
+    ZbVolume volume;
+    if (knownKey) Zb7_PlatformVolumeOfPath(path, volume);
+    if (knownKey && volume.vRefNum == known.vRefNum && LeadsTo(path, known)) {
         ZbFrameLock lock(gFrameMutex);
         ZbFolderTable &t = Table();
         if (const auto it = t.byId.find(knownKey); it != t.byId.end() && it->second.node == known) {
@@ -193,7 +196,6 @@ long FolderIdOfAnyPath(const std::string &path, short &vRefNum, int32_t &folderI
     ZbNodeInfo info;
     std::string real;
     if (const long err = Zb7_PlatformFolderInfo(path, info, real)) return err;
-    ZbVolume volume;
     Zb7_PlatformVolumeOfPath(real, volume);
     vRefNum = volume.vRefNum;
     folderId = real == volume.mountPoint ? kZbRootFolderID : EnterFolder(volume, real, info);

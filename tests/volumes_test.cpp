@@ -225,6 +225,21 @@ void RemountInPrivateNamespace(bool) {
         CHILD_EQ(RefOf(inFolder), "$$-35");
         CHILD_EQ(RefOf(atTop), "$$-35");
     }
+    // The same folders mounted again (a bind mount, as a disk plugged in again): a new volume,
+    // and references made now name it, not the one unmounted.
+    mkdir("/mnt/store", 0755);
+    mkdir("/mnt/store/d", 0755);
+    close(open("/mnt/store/d/f", O_CREAT | O_WRONLY, 0644));
+    mkdir("/mnt/Disk", 0755);
+    CHILD_EQ(mount("/mnt/store", "/mnt/Disk", nullptr, MS_BIND, nullptr), 0);
+    const std::string first = RefOf("/mnt/Disk/d/f");
+    CHILD_EQ(umount2("/mnt/Disk", 0), 0);
+    CHILD_EQ(mount("/mnt/store", "/mnt/Disk", nullptr, MS_BIND, nullptr), 0);
+    const std::string again = RefOf("/mnt/Disk/d/f");
+    const std::string volume = ":" + std::to_string(OnPath("/mnt/Disk").vRefNum) + ":";
+    CHILD_EQ(again.substr(0, volume.size()), volume);
+    CHILD_EQ(again != first, true);
+    CHILD_EQ(RefOf(first), "$$-35");
 }
 
 }  // namespace
