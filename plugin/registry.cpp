@@ -23,7 +23,7 @@ constexpr auto kNotAvailable = ZbFile7_DoNotAvailable;
 // The main table in registration order. The order is not that of the ids, and it is visible:
 // registration stops at the first entry the host refuses.
 constexpr ZbFunctionEntry kMainTable[] = {
-    {4201, 2, 2, kNotAvailable},      // AppendContents
+    {4201, 2, 2, ZbFile7_DoAppendContents},  // AppendContents
     {4202, 1, 3, kNotAvailable},      // ContentsDialog
     {4203, 1, 2, ZbFile7_DoControl},  // Control
     {4204, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertFromFMText
@@ -39,7 +39,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
     {4221, 1, 1, ZbFile7_DoFindFolder},  // FindFolder
     {4222, 2, 2, ZbFile7_DoFullPathToFileSpec},  // FullPathToFileSpec
-    {4223, 2, 4, kNotAvailable},      // GetContents
+    {4223, 2, 4, ZbFile7_DoGetContents},  // GetContents
     {4224, 2, 2, ZbFile7_DoGetFileSize},  // GetFileSize (data fork)
     {4230, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateCreated
     {4231, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateModified
@@ -64,7 +64,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4270, 3, 3, kNotAvailable},      // Search
     {4271, 2, 3, kNotAvailable},      // SelectFileDialog
     {4272, 2, 3, kNotAvailable},      // SelectFolderDialog
-    {4273, 2, 2, kNotAvailable},      // SetContents
+    {4273, 2, 2, ZbFile7_DoSetContents},  // SetContents
     {4274, 2, 2, ZbFile7_DoSetDefaultCreator},  // SetDefaultCreator
     {4280, 2, 2, ZbFile7_DoSetDefaultFileSpec},  // SetDefaultFileSpec
     {4281, 2, 2, ZbFile7_DoSetDefaultType},  // SetDefaultType
