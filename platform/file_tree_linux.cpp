@@ -14,6 +14,7 @@
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
+#include "platform/item_metadata_linux.h"
 #include "platform/system_calls.h"
 
 namespace {
@@ -232,67 +233,12 @@ long CopyData(int in, int out, off_t size) {
     return 0;
 }
 
-// Every extended attribute of one open item onto another. A destination file system that keeps
-// none takes the item without them; names this process may not write (trusted.*, or security.*
-// without privilege) are left out.
-long CopyAttributes(int in, int out) {
-    ssize_t size = flistxattr(in, nullptr, 0);
-    if (size < 0) return errno == ENOTSUP ? 0 : ErrorOf(errno);
-    std::string names(size_t(size), '\0');
-    size = flistxattr(in, names.data(), names.size());
-    if (size < 0) return ErrorOf(errno);
-    names.resize(size_t(size));
-    std::string value;
-    for (size_t at = 0; at < names.size();) {
-        const std::string name = names.c_str() + at;
-        at += name.size() + 1;
-        const ssize_t length = fgetxattr(in, name.c_str(), nullptr, 0);
-        if (length < 0) {
-            if (errno == ENODATA) continue;
-            return ErrorOf(errno);
-        }
-        value.resize(size_t(length));
-        const ssize_t got = fgetxattr(in, name.c_str(), value.data(), value.size());
-        if (got < 0) return ErrorOf(errno);
-        if (ZbSys_fsetxattr(out, name.c_str(), value.data(), size_t(got), 0) != 0) {
-            if (errno == ENOTSUP) return 0;
-            if (errno == EPERM && !name.starts_with("user.")) continue;
-            return ErrorOf(errno);
-        }
-    }
-    return 0;
-}
-
-// The creation date of the original on the copy: the one that was set travels with the other
-// attributes; otherwise the original's birth time is kept as a set date.
-long CopyCreationDate(int in, int out) {
-    if (fgetxattr(in, kZbCreatedAttribute, nullptr, 0) >= 0) return 0;
-    struct statx sx;
-    if (statx(in, "", AT_EMPTY_PATH, STATX_BTIME, &sx) != 0 || !(sx.stx_mask & STATX_BTIME) || sx.stx_btime.tv_sec == 0)
-        return 0;
-    const std::string seconds = std::to_string(sx.stx_btime.tv_sec);
-    if (ZbSys_fsetxattr(out, kZbCreatedAttribute, seconds.data(), seconds.size(), 0) != 0 && errno != ENOTSUP)
-        return ErrorOf(errno);
-    return 0;
-}
-
-// Ownership (where this process may give it), permissions and times of an open item.
-long CopyOwnerModeAndTimes(int out, const struct stat &st) {
-    if (ZbSys_fchownat(out, "", geteuid() == 0 ? st.st_uid : uid_t(-1), st.st_gid, AT_EMPTY_PATH) != 0 &&
-        errno != EPERM)
-        return ErrorOf(errno);
-    if (ZbSys_fchmod(out, st.st_mode & 07777) != 0) return ErrorOf(errno);
-    const struct timespec times[2] = {st.st_atim, st.st_mtim};
-    if (ZbSys_futimens(out, times) != 0) return ErrorOf(errno);
-    return 0;
-}
-
 // Everything of an open file onto an open new file.
 long CopyFileContents(int in, int out, const struct stat &st) {
     if (const long err = CopyData(in, out, st.st_size)) return err;
-    if (const long err = CopyAttributes(in, out)) return err;
-    if (const long err = CopyCreationDate(in, out)) return err;
-    return CopyOwnerModeAndTimes(out, st);
+    if (const long err = ZbCopyAttributes(in, out)) return err;
+    if (const long err = ZbCopyCreationDate(in, out)) return err;
+    return ZbCopyOwnerModeAndTimes(out, st);
 }
 
 // A copy of one item that is not a folder as `name` in the open folder `outDir` (which must not
@@ -332,9 +278,9 @@ struct ZbCopyFrame {
 
 // Finishes a copied folder: its attributes, permissions and times, once nothing more goes in.
 long FinishFolder(ZbCopyFrame &frame) {
-    if (const long err = CopyAttributes(frame.in.fd.fd, frame.out.fd.fd)) return err;
-    if (const long err = CopyCreationDate(frame.in.fd.fd, frame.out.fd.fd)) return err;
-    return CopyOwnerModeAndTimes(frame.out.fd.fd, frame.st);
+    if (const long err = ZbCopyAttributes(frame.in.fd.fd, frame.out.fd.fd)) return err;
+    if (const long err = ZbCopyCreationDate(frame.in.fd.fd, frame.out.fd.fd)) return err;
+    return ZbCopyOwnerModeAndTimes(frame.out.fd.fd, frame.st);
 }
 
 // Copies everything in the folder `in` into the new, empty folder `out`, then the folder's own

@@ -8,9 +8,14 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/finder_info.h"
+
 // An open fork; closed when it goes out of scope.
 struct ZbFork {
     int fd = -1;
+    // A file made by Zb7_PlatformOpenNewBeside where the file system has no unnamed files: the
+    // name it already has, removed again if it is never put in place.
+    std::string temporaryPath;
     ZbFork() = default;
     ZbFork(const ZbFork &) = delete;
     ZbFork &operator=(const ZbFork &) = delete;
@@ -25,5 +30,23 @@ long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);
 long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual);
 // Writes all count bytes at offset.
 long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data, size_t count);
+
+// New contents are built in a new file and put in place only when complete, so that a failure or
+// a crash at any moment leaves the old contents or the new ones whole, never a mix.
+//
+// A new file in `folder` (the same file system as what it will replace), open for writing and
+// without a name while the system allows it; else named `temporaryName` (-48 when that is taken).
+long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &temporaryName, ZbFork &fork);
+// Puts the new file in the place of the file at `path`: it takes that file's permissions,
+// ownership where allowed, extended attributes and creation date, is named `temporaryName`
+// beside it and exchanged with it in one step, and the old contents go with the temporary name.
+// Where the file system cannot exchange, the new file is renamed over the old one.
+long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName);
+// Gives the new file its Finder information (unless all zero; a file system without extended
+// attributes does without) and the name `name` in `folder`, never replacing anything (-48).
+long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
+                             const ZbFinderInfo &info);
+// Removes a new file that is not to be put in place (nothing to do for one without a name).
+void Zb7_PlatformDiscardNewFile(ZbFork &fork);
 
 #endif

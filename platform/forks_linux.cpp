@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "platform/errors.h"
+#include "platform/file_attributes.h"
+#include "platform/item_metadata_linux.h"
 #include "platform/system_calls.h"
 
 ZbFork::~ZbFork() {
@@ -56,4 +59,87 @@ long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data,
         done += size_t(n);
     }
     return 0;
+}
+
+namespace {
+
+std::string Join(const std::string &folder, const std::string &name) {
+    return folder == "/" ? "/" + name : folder + "/" + name;
+}
+
+// Names an unnamed file at `path`, never replacing anything.
+long LinkUnnamed(const ZbFork &fork, const std::string &path) {
+    const std::string self = "/proc/self/fd/" + std::to_string(fork.fd);
+    if (ZbSys_linkat(AT_FDCWD, self.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) != 0)
+        return Zb7_ErrnoToOSErr(errno);
+    return 0;
+}
+
+}  // namespace
+
+long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &temporaryName, ZbFork &fork) {
+    fork.fd = ZbSys_openat(AT_FDCWD, folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+    if (fork.fd >= 0) return 0;
+    if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return Zb7_ErrnoToOSErr(errno);
+    const std::string path = Join(folder, temporaryName);
+    fork.fd = ZbSys_openat(AT_FDCWD, path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0600);
+    if (fork.fd < 0) return Zb7_ErrnoToOSErr(errno);
+    fork.temporaryPath = path;
+    return 0;
+}
+
+long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName) {
+    const int original = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (original < 0) return Zb7_ErrnoToOSErr(errno);
+    struct stat st;
+    long err = fstat(original, &st) == 0 ? 0 : Zb7_ErrnoToOSErr(errno);
+    if (err == 0) err = ZbCopyAttributes(original, fork.fd);
+    if (err == 0) err = ZbCopyCreationDate(original, fork.fd);
+    close(original);
+    if (err) return err;
+    // Permissions and owner, but the new contents' own modification time.
+    if (ZbSys_fchownat(fork.fd, "", geteuid() == 0 ? st.st_uid : uid_t(-1), st.st_gid, AT_EMPTY_PATH) != 0 &&
+        errno != EPERM)
+        return Zb7_ErrnoToOSErr(errno);
+    if (ZbSys_fchmod(fork.fd, st.st_mode & 07777) != 0) return Zb7_ErrnoToOSErr(errno);
+
+    const size_t slash = path.rfind('/');
+    const std::string temporary = fork.temporaryPath.empty()
+                                      ? Join(slash == 0 ? "/" : path.substr(0, slash), temporaryName)
+                                      : fork.temporaryPath;
+    if (fork.temporaryPath.empty()) {
+        if (const long linked = LinkUnnamed(fork, temporary)) return linked;
+        fork.temporaryPath = temporary;
+    }
+    if (ZbSys_renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE) == 0) {
+        // The new contents are in place, whole: the call has succeeded. The temporary name holds
+        // the old contents now; should it not go, it stays as a leftover, not as a failure.
+        fork.temporaryPath.clear();
+        if (ZbSys_unlinkat(AT_FDCWD, temporary.c_str(), 0) != 0 && errno == EINTR)
+            ZbSys_unlinkat(AT_FDCWD, temporary.c_str(), 0);
+        return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) return Zb7_ErrnoToOSErr(errno);
+    if (ZbSys_renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), 0) != 0) return Zb7_ErrnoToOSErr(errno);
+    fork.temporaryPath.clear();
+    return 0;
+}
+
+long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
+                             const ZbFinderInfo &info) {
+    if (info.bytes != ZbFinderInfo{}.bytes &&
+        ZbSys_fsetxattr(fork.fd, kZbFinderInfoAttribute, info.bytes.data(), info.bytes.size(), 0) != 0 &&
+        errno != ENOTSUP)
+        return Zb7_ErrnoToOSErr(errno);
+    const std::string path = Join(folder, name);
+    if (fork.temporaryPath.empty()) return LinkUnnamed(fork, path);
+    if (ZbSys_renameat2(AT_FDCWD, fork.temporaryPath.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0)
+        return Zb7_ErrnoToOSErr(errno);
+    fork.temporaryPath.clear();
+    return 0;
+}
+
+void Zb7_PlatformDiscardNewFile(ZbFork &fork) {
+    if (!fork.temporaryPath.empty()) unlinkat(AT_FDCWD, fork.temporaryPath.c_str(), 0);
+    fork.temporaryPath.clear();
 }

@@ -63,6 +63,8 @@ fmx::errcode ZbFile7_DoSetContents(short functionId, const fmx::ExprEnv &env, co
                                    fmx::Data &result);
 fmx::errcode ZbFile7_DoAppendContents(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                       fmx::Data &result);
+fmx::errcode ZbFile7_DoSubstitute(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                  fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

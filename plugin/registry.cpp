@@ -71,7 +71,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4282, 2, 4, ZbFile7_DoSetFileAttribute},  // SetFileAttribute
     {4285, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampCreated
     {4286, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampModified
-    {4283, 5, 5, kNotAvailable},      // Substitute
+    {4283, 5, 5, ZbFile7_DoSubstitute},  // Substitute
     {4290, 2, 2, kNotAvailable},      // UnmountDisk
 };
 static_assert(std::size(kMainTable) == 50);

@@ -1,0 +1,26 @@
+// Substitute: every occurrence of a byte string in a file replaced by another, streamed in
+// constant memory.
+#ifndef ZERB_FILES_SUBSTITUTE_H
+#define ZERB_FILES_SUBSTITUTE_H
+
+#include <cstddef>
+#include <string_view>
+
+#include "platform/forks.h"
+
+// The stream's read block: the file is read in blocks of this size at multiples of it, and a
+// partial match is stepped back only within the block that holds its end.
+constexpr size_t kZbStreamBlock = 64000;
+// A partial match of more than this many bytes cannot be stepped back: -92.
+constexpr size_t kZbUnreadLimit = 2000;
+
+// The stream step: the source's bytes to the destination (at its start), every match of `search`
+// written as `replacement`. Matching goes byte by byte: a byte that starts a match that then fails
+// is written as it is and scanning goes on at the byte after it, unless the failed match ran into
+// the next block, in which case the bytes between are not seen again; matches never overlap; at the
+// end of the file a partial match is dropped, its first byte included. With ignoreCase the search
+// (already lowered) matches the file's letters A to Z as lower case. 0, or the error.
+long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
+                    std::string_view replacement, bool ignoreCase);
+
+#endif

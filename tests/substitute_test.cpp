@@ -1,0 +1,288 @@
+// Substitute against a plain byte-at-a-time reading of its stream step (64000-byte blocks, unread
+// inside the block) on thousands of random files built for partial matches and block crossings;
+// the outcomes users meet; in-place work keeping the file's metadata; and a process killed at
+// random moments of an in-place Substitute.
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "files/substitute.h"
+#include "platform/file_attributes.h"
+#include "platform/system_calls.h"
+#include "plugin/handlers.h"
+#include "tests/plugin_harness.h"
+
+namespace fs = std::filesystem;
+using zerbtest::PluginTest;
+
+namespace {
+
+std::string Contents(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+void Write(const std::string &path, const std::string &bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+unsigned char Lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
+
+// The stream step as it reads, literally: one byte at a time through a 64000-byte block with an
+// unsigned position that a step back may wrap, which then reads the next block.
+std::string Oracle(const std::string &file, const std::string &search, const std::string &replacement, bool ignoreCase,
+                   long &err) {
+    size_t mark = 0;
+    std::string block;
+    uint32_t position = 0, valid = 0;
+    const auto read = [&](unsigned char &c) {
+        if (position >= valid) {
+            block = file.substr(std::min(mark, file.size()), 64000);
+            mark += block.size();
+            position = 0;
+            valid = uint32_t(block.size());
+            if (valid == 0) return false;
+        }
+        c = static_cast<unsigned char>(block[position++]);
+        return true;
+    };
+    const auto fold = [&](unsigned char c) { return ignoreCase ? Lower(c) : c; };
+    std::string out;
+    err = 0;
+    for (;;) {
+        unsigned char c;
+        if (!read(c)) break;
+        if (fold(c) != static_cast<unsigned char>(search[0])) {
+            out += char(c);
+            continue;
+        }
+        size_t i = 1;
+        bool end = false;
+        while (i < search.size()) {
+            unsigned char d;
+            if (!read(d)) {
+                end = true;
+                break;
+            }
+            if (fold(d) != static_cast<unsigned char>(search[i])) break;
+            ++i;
+        }
+        if (end) break;
+        if (i == search.size()) {
+            out += replacement;
+            continue;
+        }
+        out += char(c);
+        if (i > 2000) {
+            err = -92;
+            break;
+        }
+        position -= uint32_t(i);
+    }
+    return out;
+}
+
+class Substitute : public PluginTest {
+protected:
+    void SetUp() override {
+        PluginTest::SetUp();
+        root = (fs::temp_directory_path() / ("zerb-subst-" + std::to_string(getpid()))).string();
+        fs::remove_all(root);
+        fs::create_directories(root);
+    }
+    void TearDown() override {
+        fs::remove_all(root);
+        PluginTest::TearDown();
+    }
+    std::string Run(const std::string &switches, const std::string &bytes, const std::string &search,
+                    const std::string &replacement) {
+        Write(root + "/f", bytes);
+        const std::string answer = Call("ZbFile_Substitute", {switches, root + "/f", "", search, replacement});
+        return answer == "0" ? Contents(root + "/f") : answer;
+    }
+    std::string root;
+};
+
+}  // namespace
+
+TEST(SubstituteStream, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
+    const std::string dir = (fs::temp_directory_path() / ("zerb-oracle-" + std::to_string(getpid()))).string();
+    fs::create_directories(dir);
+    std::mt19937 random(20261124);
+    const auto pick = [&](size_t low, size_t high) { return std::uniform_int_distribution<size_t>(low, high)(random); };
+    int differences = 0;
+    for (int round = 0; round < 1500 && differences < 5; ++round) {
+        const bool ignoreCase = round % 3 == 0;
+        const std::string alphabet = round % 4 == 0 ? "ab" : round % 4 == 1 ? "abA" : round % 4 == 2 ? "aB\n" : "abcd";
+        const size_t size = round % 10 == 0 ? pick(128010, 300000) : pick(63990, 128010);
+        std::string file(size, 'a');
+        for (char &c : file) c = alphabet[pick(0, alphabet.size() - 1)];
+        // The search: a piece of the file near a block boundary (so partial matches cross it),
+        // often changed in its last byte so that it fails late; now and then longer than 2000.
+        const size_t length = round % 50 == 0 ? pick(2001, 3000) : round % 5 == 0 ? pick(4, 40) : pick(1, 3);
+        const size_t boundary = 64000 * pick(1, size / 64000);
+        const size_t at = std::min(size - length, boundary - std::min(boundary, pick(0, length)));
+        std::string search = file.substr(at, length);
+        if (pick(0, 1)) search.back() = search.back() == 'a' ? 'b' : 'a';
+        if (ignoreCase)
+            for (char &c : search) c = char(Lower(static_cast<unsigned char>(c)));
+        const std::string replacement = std::string(pick(0, 4), 'R');
+
+        long expectedErr = 0;
+        const std::string expected = Oracle(file, search, replacement, ignoreCase, expectedErr);
+        Write(dir + "/in", file);
+        Write(dir + "/out", "");
+        ZbFork in, out;
+        ASSERT_EQ(Zb7_PlatformOpenDataFork(dir + "/in", false, in), 0);
+        ASSERT_EQ(Zb7_PlatformOpenDataFork(dir + "/out", true, out), 0);
+        const long err = Zb7_Substitute(in, out, search, replacement, ignoreCase);
+        const bool same = err == expectedErr && (err != 0 || Contents(dir + "/out") == expected);
+        EXPECT_TRUE(same) << "round " << round << ": size " << size << ", search of " << length << " at " << at
+                          << (ignoreCase ? ", ignoring case" : "") << ", err " << err << " expected " << expectedErr;
+        differences += !same;
+    }
+    fs::remove_all(dir);
+}
+
+TEST_F(Substitute, TheOutcomesUsersMeet) {
+    EXPECT_EQ(Run("", "aaaab", "aaa", "X"), "Xab");                       // no overlap
+    EXPECT_EQ(Run("", "short", "longer than the file", "X"), "short");   // nothing to match
+    EXPECT_EQ(Run("", "a-b-c-", "-", ""), "abc");                         // an empty replacement deletes
+    EXPECT_EQ(Run("", "tail the", "there", "X"), "tail ");                // a match cut by the end is lost
+    EXPECT_EQ(Run("IgnoreCase", "The THE tHe", "the", "a"), "a a a");
+    EXPECT_EQ(Run("IgnoreCase", "Theory", "xyz", "a"), "Theory");         // unmatched bytes stay as they are
+    EXPECT_EQ(Run("", "Gr\xC3\xBC\xC3\x9F" "e", "\xC3\xBC", "ue"), "Grue\xC3\x9F" "e");  // UTF-8 by default
+    // The block boundary: "th" at 63998-63999 and no "e" at 64000 loses bytes 63999-127999.
+    std::string file(200000, 'x');
+    file.replace(63998, 2, "th");
+    file[128000] = 'y';
+    const std::string out = Run("", file, "the", "THE");
+    EXPECT_EQ(out.size(), 200000u - 64001u);
+    EXPECT_EQ(out.substr(63998, 2), "ty");
+    EXPECT_EQ(Run("", "x", "", "y"), "$$-50");
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", "", "", "a", "b"}), "$$-50");
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", root + "/none", "", "a", "b"}), "$$-43");
+    // The search is read up to its first 2000 bytes.
+    const std::string longRun(2100, 'a');
+    EXPECT_EQ(Run("", longRun + "b", longRun + "c", "X"), "X" + std::string(100, 'a') + "b");
+}
+
+TEST_F(Substitute, InPlaceKeepsTheFilesMetadataAndADestinationIsNeverOverwritten) {
+    const std::string f = root + "/f";
+    Write(f, "one two one");
+    ASSERT_EQ(lsetxattr(f.c_str(), "user.note", "kept", 4, 0), 0);
+    ASSERT_EQ(Call("ZbFile_SetFileAttribute", {"-filetype", f, "TEXT"}), "0");
+    ASSERT_EQ(Call("ZbFile_SetTimestampCreated", {"", f, "1/2/2003 4:05:06"}), "0");
+    fs::permissions(f, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", f, f, "one", "1"}), "0");  // the same path: in place
+    EXPECT_EQ(Contents(f), "1 two 1");
+    char value[8] = {};
+    EXPECT_EQ(lgetxattr(f.c_str(), "user.note", value, sizeof value), 4);
+    EXPECT_EQ(Call("ZbFile_GetFileType", {"", f}), "TEXT");
+    EXPECT_EQ(Call("ZbFile_GetTimestampCreated", {"", f}), "1/2/2003 4:05:06");
+    EXPECT_EQ(fs::status(f).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    // A separate destination: made for it with the source's type, never over an existing file.
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", f, root + "/g", "two", "2"}), "0");
+    EXPECT_EQ(Contents(root + "/g"), "1 2 1");
+    EXPECT_EQ(Call("ZbFile_GetFileType", {"", root + "/g"}), "TEXT");
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", f, root + "/g", "1", "one"}), "$$-48");
+    EXPECT_EQ(Contents(root + "/g"), "1 2 1");
+    // Nothing but the two files: no temporary left.
+    EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 2);
+}
+
+TEST_F(Substitute, AProcessKilledAtAnyMomentLeavesTheOldOrTheNewContents) {
+    std::string old;
+    for (int k = 0; old.size() < (6u << 20); ++k) old += "line " + std::to_string(k) + " of the old text\n";
+    std::string replaced = old;
+    for (size_t at = 0; (at = replaced.find("old", at)) != std::string::npos; at += 3) replaced.replace(at, 3, "NEW");
+    const std::string f = root + "/f";
+    std::mt19937 random(7);
+    int sawOld = 0, sawNew = 0;
+    for (int round = 0; round < 200; ++round) {
+        Write(f, old);
+        const pid_t pid = fork();
+        if (pid == 0) {
+            fmx::ExprEnvUniquePtr env;
+            fmx::DataVectUniquePtr parameters;
+            for (const std::string &v : {std::string(), f, std::string(), std::string("old"), std::string("NEW")})
+                parameters->PushBack(*zerbtest::TextData(v));
+            fmx::DataUniquePtr result;
+            ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
+            _exit(0);
+        }
+        usleep(useconds_t(std::uniform_int_distribution<int>(0, 30000)(random)));
+        kill(pid, SIGKILL);
+        waitpid(pid, nullptr, 0);
+        const std::string now = Contents(f);
+        ASSERT_TRUE(now == old || now == replaced) << "round " << round << ": a mix of " << now.size() << " bytes";
+        (now == old ? sawOld : sawNew)++;
+        // What may stay: a temporary named ZERBTMP and digits, from a kill in the moment between
+        // naming the new contents and putting them in place.
+        for (const auto &e : fs::directory_iterator(root)) {
+            const std::string name = e.path().filename().string();
+            if (name == "f") continue;
+            EXPECT_EQ(name.rfind("ZERBTMP", 0), 0u) << name;
+            fs::remove(e.path());
+        }
+    }
+    EXPECT_GT(sawOld, 0);
+    EXPECT_GT(sawNew, 0);
+}
+
+// In place and to a destination, once for every system call made with that one failing: the
+// answer is an error, the source is as it was and nothing else is left, or the call went through.
+TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
+    const std::string f = root + "/f", g = root + "/g";
+    fmx::ExprEnvUniquePtr env;
+    for (const bool inPlace : {true, false}) {
+        for (const int error : {EIO, ENOSPC, EINTR}) {
+            for (long n = 1;; ++n) {
+                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + ", call " + std::to_string(n) +
+                             ", errno " + std::to_string(error));
+                fs::remove_all(root);
+                fs::create_directories(root);
+                Write(f, "one two one");
+                lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
+                fmx::DataVectUniquePtr parameters;
+                for (const std::string &v : {std::string(), f, inPlace ? std::string() : g, std::string("one"),
+                                             std::string("1")})
+                    parameters->PushBack(*zerbtest::TextData(v));
+                fmx::DataUniquePtr result;
+                ZbSysFailCall(n, error);
+                const long first = ZbSysCallCount();
+                ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
+                const bool reached = ZbSysCallCount() - first >= n;
+                ZbSysFailCall(0, 0);
+                const std::string answer = zerbtest::TextOf(*result);
+                const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
+                if (answer == "0") {
+                    EXPECT_EQ(Contents(inPlace ? f : g), "1 two 1");
+                    // Only the removal of the old contents under their temporary name failed.
+                    if (items != (inPlace ? 1u : 2u)) {
+                        for (const auto &e : fs::directory_iterator(root)) {
+                            if (e.path() != f) {
+                                EXPECT_EQ(Contents(e.path().string()), "one two one");
+                            }
+                        }
+                    }
+                } else {
+                    EXPECT_EQ(answer.substr(0, 3), "$$-");
+                    EXPECT_EQ(Contents(f), "one two one");
+                    EXPECT_EQ(items, 1u);
+                }
+                if (!reached) {
+                    EXPECT_EQ(answer, "0");
+                    break;
+                }
+            }
+        }
+    }
+}
