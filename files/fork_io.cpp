@@ -1,5 +1,7 @@
 #include "files/fork_io.h"
 
+#include <algorithm>
+#include <cstring>
 #include <new>
 
 #include "platform/forks.h"
@@ -43,4 +45,81 @@ long XP7_ReadFileToTxt(const FSSpec &ref, uint32_t offset, uint32_t length, ZbTe
     text->SetText(*empty);
     XP7_BlockToTxt(bytes.data(), bytes.size(), text, encoding, 0);
     return 0;
+}
+
+namespace {
+// Blocks are read several at a time; the stream still sees them one by one.
+constexpr size_t kBlocksPerRead = 16;
+}  // namespace
+
+ZbStreamReader::ZbStreamReader(const ZbFork &f)
+    : fork(f), chunk(kZbStreamBlock * kBlocksPerRead), chunkBlock(kBlocksPerRead) {}
+
+long ZbStreamReader::NextBlock() {
+    if (++chunkBlock * kZbStreamBlock >= chunkValid) {
+        if (const long err = Zb7_PlatformReadFork(fork, mark, chunk.data(), chunk.size(), chunkValid)) return err;
+        mark += int64_t(chunkValid);
+        chunkBlock = 0;
+    }
+    block = chunk.data() + chunkBlock * kZbStreamBlock;
+    ++blockNumber;
+    valid = uint32_t(std::min(kZbStreamBlock, chunkValid - std::min(chunkValid, chunkBlock * kZbStreamBlock)));
+    position = 0;
+    return valid == 0 ? kZbErrEndOfFile : 0;
+}
+
+long ZbStreamReader::Unread(size_t count) {
+    if (count > kZbUnreadLimit) return -92;
+    position -= uint32_t(count);  // may wrap: then the next read takes the next block
+    return 0;
+}
+
+ZbCandidates::ZbCandidates(unsigned char first, bool ignoreCase)
+    : first_(first), both_(ignoreCase && first >= 'a' && first <= 'z') {}
+
+uint32_t ZbCandidates::Next(const ZbStreamReader &in) {
+    if (block_ == in.blockNumber && in.position >= from_ && in.position <= candidate_) return candidate_;
+    const auto find = [&](unsigned char c) {
+        const void *at = std::memchr(in.block + in.position, c, in.valid - in.position);
+        return at ? uint32_t(static_cast<const unsigned char *>(at) - in.block) : in.valid;
+    };
+    candidate_ = find(first_);
+    if (both_) candidate_ = std::min(candidate_, find(static_cast<unsigned char>(first_ - 32)));
+    block_ = in.blockNumber;
+    from_ = in.position;
+    return candidate_;
+}
+
+long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive, int64_t &offset) {
+    offset = 0;
+    if (pattern.empty()) return -50;
+    ZbStreamReader in(fork);
+    ZbCandidates candidates(static_cast<unsigned char>(pattern[0]), !caseSensitive);
+    int64_t count = 0;  // bytes read so far, as the stream counts them
+    for (;;) {
+        if (in.position >= in.valid) {
+            if (const long err = in.NextBlock()) return err == kZbErrEndOfFile ? 0 : err;
+        }
+        const uint32_t candidate = candidates.Next(in);
+        if (candidate > in.position) {
+            count += candidate - in.position;
+            in.position = candidate;
+            continue;
+        }
+        ++in.position;
+        ++count;
+        size_t matched = 1;
+        for (; matched < pattern.size(); ++matched) {
+            unsigned char d;
+            if (const long err = in.Read(d)) return err == kZbErrEndOfFile ? 0 : err;
+            ++count;
+            if ((caseSensitive ? d : ZbLowerByte(d)) != static_cast<unsigned char>(pattern[matched])) break;
+        }
+        if (matched == pattern.size()) {
+            offset = count - int64_t(pattern.size());
+            return 0;
+        }
+        count -= int64_t(matched);
+        if (const long err = in.Unread(matched)) return err;
+    }
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "files/fork_io.h"
 #include "files/paths.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
@@ -16,48 +17,8 @@
 
 namespace {
 
-constexpr long kErrEndOfFile = -39;
-constexpr long kErrUnreadTooFar = -92;
 constexpr size_t kMaxNameLength = 255;
-// Blocks are read several at a time; the stream still sees them one by one.
-constexpr size_t kBlocksPerRead = 16;
 constexpr size_t kWriteBlock = size_t(1) << 20;
-
-unsigned char Lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
-
-// The reader of the stream: one block of at most kZbStreamBlock bytes, its valid count and an
-// unsigned position that stepping back may wrap below zero; reaching the valid count (or passing
-// it) reads the next block at the file's mark.
-struct ZbBlockReader {
-    const ZbFork &fork;
-    std::vector<unsigned char> chunk = std::vector<unsigned char>(kZbStreamBlock * kBlocksPerRead);
-    size_t chunkValid = 0, chunkBlock = 0;  // bytes in the chunk, and the block of it in use
-    int64_t mark = 0;                       // file offset of the next chunk
-    const unsigned char *block = nullptr;
-    uint64_t blockNumber = 0;  // counts the blocks read, so a block's place in memory is not taken for it
-    uint32_t valid = 0, position = 0;
-
-    // The next block: 0, or -39 at the end of the file.
-    long NextBlock() {
-        if (++chunkBlock * kZbStreamBlock >= chunkValid) {
-            if (const long err = Zb7_PlatformReadFork(fork, mark, chunk.data(), chunk.size(), chunkValid)) return err;
-            mark += int64_t(chunkValid);
-            chunkBlock = 0;
-        }
-        block = chunk.data() + chunkBlock * kZbStreamBlock;
-        ++blockNumber;
-        valid = uint32_t(std::min(kZbStreamBlock, chunkValid - std::min(chunkValid, chunkBlock * kZbStreamBlock)));
-        position = 0;
-        return valid == 0 ? kErrEndOfFile : 0;
-    }
-    // One byte: 0, or -39 at the end of the file.
-    long Read(unsigned char &c) {
-        if (position >= valid)
-            if (const long err = NextBlock()) return err;
-        c = block[position++];
-        return 0;
-    }
-};
 
 struct ZbBlockWriter {
     const ZbFork &fork;
@@ -83,42 +44,20 @@ struct ZbBlockWriter {
     }
 };
 
-// Where the next byte that can start a match stands in block[from, valid): the search's first
-// byte, or with ignoreCase also its capital. `valid` when there is none.
-uint32_t NextCandidate(const unsigned char *block, uint32_t from, uint32_t valid, unsigned char first, bool both) {
-    const auto find = [&](unsigned char c) {
-        const void *at = std::memchr(block + from, c, valid - from);
-        return at ? uint32_t(static_cast<const unsigned char *>(at) - block) : valid;
-    };
-    const uint32_t lower = find(first);
-    if (!both) return lower;
-    const uint32_t upper = find(static_cast<unsigned char>(first - 32));
-    return std::min(lower, upper);
-}
-
 }  // namespace
 
 long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
                     std::string_view replacement, bool ignoreCase) {
     if (search.empty()) return kZbErrParameter;
-    ZbBlockReader in{source};
-    in.chunkBlock = kBlocksPerRead;  // nothing read yet
+    ZbStreamReader in(source);
     ZbBlockWriter out{destination, {}, 0};
     out.buffer.reserve(kWriteBlock);
-    const auto first = static_cast<unsigned char>(search[0]);
-    const bool both = ignoreCase && first >= 'a' && first <= 'z';
-    // Candidates found by a scan ahead, valid while the block stays the same.
-    uint64_t scannedBlock = 0;
-    uint32_t scannedFrom = 0, candidate = 0;
+    ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
     long err = 0;
     for (;;) {
         if (in.position >= in.valid && (err = in.NextBlock()) != 0) break;
         // The bytes before the next candidate go out as they are, in one piece.
-        if (scannedBlock != in.blockNumber || in.position < scannedFrom || in.position > candidate) {
-            candidate = NextCandidate(in.block, in.position, in.valid, first, both);
-            scannedBlock = in.blockNumber;
-            scannedFrom = in.position;
-        }
+        const uint32_t candidate = candidates.Next(in);
         if (candidate > in.position) {
             if ((err = out.Write(in.block + in.position, candidate - in.position)) != 0) break;
             in.position = candidate;
@@ -129,7 +68,7 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
         unsigned char d = 0;
         while (matched < search.size()) {
             if ((err = in.Read(d)) != 0) break;
-            if ((ignoreCase ? Lower(d) : d) != static_cast<unsigned char>(search[matched])) break;
+            if ((ignoreCase ? ZbLowerByte(d) : d) != static_cast<unsigned char>(search[matched])) break;
             ++matched;
         }
         if (err) break;  // the end of the file in the middle of a match: none of it is written
@@ -139,13 +78,9 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
         }
         // A mismatch at index `matched`: the first byte goes out, the rest is read again.
         if ((err = out.Write(&c, 1)) != 0) break;
-        if (matched > kZbUnreadLimit) {
-            err = kErrUnreadTooFar;
-            break;
-        }
-        in.position -= uint32_t(matched);  // may wrap: then the next block is read
+        if ((err = in.Unread(matched)) != 0) break;
     }
-    if (err == kErrEndOfFile) err = 0;
+    if (err == kZbErrEndOfFile) err = 0;
     if (err == 0) err = out.Flush();
     return err;
 }
@@ -187,7 +122,7 @@ long Substitute(const fmx::DataVect &parameters) {
     const bool inPlace = destinationText->GetSize() == 0 || *destinationText == *sourceText;
     const std::string replacement = ReplacementBytes(replacementText, encoding);
     if (ignoreCase)
-        for (char &c : search) c = char(Lower(static_cast<unsigned char>(c)));
+        for (char &c : search) c = char(ZbLowerByte(static_cast<unsigned char>(c)));
 
     FSSpec sourceRef;
     std::string sourcePath;

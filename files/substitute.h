@@ -8,12 +8,6 @@
 
 #include "platform/forks.h"
 
-// The stream's read block: the file is read in blocks of this size at multiples of it, and a
-// partial match is stepped back only within the block that holds its end.
-constexpr size_t kZbStreamBlock = 64000;
-// A partial match of more than this many bytes cannot be stepped back: -92.
-constexpr size_t kZbUnreadLimit = 2000;
-
 // The stream step: the source's bytes to the destination (at its start), every match of `search`
 // written as `replacement`. Matching goes byte by byte: a byte that starts a match that then fails
 // is written as it is and scanning goes on at the byte after it, unless the failed match ran into

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <random>
 
+#include "files/fork_io.h"
 #include "files/substitute.h"
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
@@ -148,6 +149,82 @@ TEST(SubstituteStream, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
         differences += !same;
     }
     fs::remove_all(dir);
+}
+
+namespace {
+
+// The in-file search as it reads, literally: counting bytes, stepping back inside the block.
+long FindOracle(const std::string &file, const std::string &pattern, bool caseSensitive, int64_t &offset) {
+    size_t mark = 0;
+    std::string block;
+    uint32_t position = 0, valid = 0;
+    const auto read = [&](unsigned char &c) {
+        if (position >= valid) {
+            block = file.substr(std::min(mark, file.size()), 64000);
+            mark += block.size();
+            position = 0;
+            valid = uint32_t(block.size());
+            if (valid == 0) return false;
+        }
+        c = static_cast<unsigned char>(block[position++]);
+        return true;
+    };
+    const auto fold = [&](unsigned char c) { return caseSensitive ? c : Lower(c); };
+    offset = 0;
+    int64_t count = 0;
+    for (;;) {
+        unsigned char c;
+        if (!read(c)) return 0;
+        ++count;
+        if (fold(c) != static_cast<unsigned char>(pattern[0])) continue;
+        size_t i = 1;
+        for (; i < pattern.size(); ++i) {
+            unsigned char d;
+            if (!read(d)) return 0;
+            ++count;
+            if (fold(d) != static_cast<unsigned char>(pattern[i])) break;
+        }
+        if (i == pattern.size()) {
+            offset = count - int64_t(pattern.size());
+            return 0;
+        }
+        count -= int64_t(i);
+        if (i > 2000) return -92;
+        position -= uint32_t(i);
+    }
+}
+
+}  // namespace
+
+TEST(FindStringInFile, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
+    const std::string path = (fs::temp_directory_path() / ("zerb-find-" + std::to_string(getpid()))).string();
+    std::mt19937 random(424242);
+    const auto pick = [&](size_t low, size_t high) { return std::uniform_int_distribution<size_t>(low, high)(random); };
+    int differences = 0;
+    for (int round = 0; round < 1000 && differences < 5; ++round) {
+        const bool caseSensitive = round % 3 != 0;
+        const std::string alphabet = round % 2 ? "ab" : "aBc";
+        std::string file(pick(63990, 200000), 'a');
+        for (char &c : file) c = alphabet[pick(0, alphabet.size() - 1)];
+        const size_t length = round % 40 == 0 ? pick(2001, 2600) : pick(1, 30);
+        const size_t boundary = 64000 * pick(1, file.size() / 64000);
+        const size_t at = std::min(file.size() - length, boundary - std::min(boundary, pick(0, length)));
+        std::string pattern = file.substr(at, length);
+        if (pick(0, 2)) pattern.back() = 'z';  // found late, or not at all
+        if (!caseSensitive)
+            for (char &c : pattern) c = char(Lower(static_cast<unsigned char>(c)));
+        int64_t expected = 0, found = 0;
+        const long expectedErr = FindOracle(file, pattern, caseSensitive, expected);
+        Write(path, file);
+        ZbFork fork;
+        ASSERT_EQ(Zb7_PlatformOpenDataFork(path, false, fork), 0);
+        const long err = Zb7_FindStringInFile(fork, pattern, caseSensitive, found);
+        const bool same = err == expectedErr && found == expected;
+        EXPECT_TRUE(same) << "round " << round << ": err " << err << "/" << expectedErr << ", offset " << found << "/"
+                          << expected;
+        differences += !same;
+    }
+    fs::remove(path);
 }
 
 TEST_F(Substitute, TheOutcomesUsersMeet) {
