@@ -4,12 +4,18 @@
 //   copy               CopyFile of a 1 GiB file against cp
 //   tree copy, delete  CopyFolder of 10,000 small files against cp -a, DeleteFolder of the copy
 //                      against rm -rf
+//   contents           Substitute of a common word in a 1 GiB text (copies of the licenses in
+//                      /usr/share/common-licenses) against sed -i and against cp of the same file;
+//                      GetContents of 200 MB against cat into a pipe; the peak memory of fmxhost
+//                      running Substitute on 100 MB and on 1 GiB
 // Each measurement is the best of a few runs. Not a test: the numbers depend on the machine; the
 // printed ratios (ours / theirs in time: below 1 means ours is faster) are what to compare.
 //
-// zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--runs N]   (0 skips a part)
+// zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--runs N]   (0 skips a part)
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -173,19 +179,89 @@ void BenchTree(size_t files, const fs::path &dir) {
     Report(("DeleteFolder of " + label).c_str(), deleteOurs, "rm -rf", deleteTheirs, "s", 1);
 }
 
+// A text file of `megabytes` made of the licenses Debian ships, over and over.
+void MakeText(const fs::path &path, size_t megabytes) {
+    std::string licenses;
+    for (const auto &e : fs::directory_iterator("/usr/share/common-licenses")) {
+        if (!e.is_regular_file()) continue;
+        std::ifstream in(e.path(), std::ios::binary);
+        licenses.append(std::istreambuf_iterator<char>(in), {});
+    }
+    if (licenses.empty()) licenses = "the text of the license and the terms of the licence\n";
+    std::ofstream out(path, std::ios::binary);
+    for (size_t written = 0; written < (megabytes << 20); written += licenses.size()) out << licenses;
+}
+
+// Peak resident memory, in MB, of fmxhost evaluating one calculation.
+double PeakMemory(const std::string &calculation) {
+    const std::string fmxhost = (fs::path(ZERB_PLUGIN_PATH).parent_path() / "fmxhost").string();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, 1);
+        execl(fmxhost.c_str(), "fmxhost", "--plugin", ZERB_PLUGIN_PATH, calculation.c_str(), nullptr);
+        _exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    wait4(pid, &status, 0, &usage);
+    return double(usage.ru_maxrss) / 1024;
+}
+
+void BenchContents(size_t megabytes, const fs::path &dir) {
+    const fs::path text = dir / "text.txt", work = dir / "work.txt";
+    MakeText(text, megabytes);
+    const auto fresh = [&] { fs::copy_file(text, work, fs::copy_options::overwrite_existing); };
+    const double ours = Best(
+        [&] {
+            if (Answer("ZbFile_Substitute", {"", work.string(), "", "the", "THE"}) != "0") std::abort();
+        },
+        fresh);
+    const double sed = Best([&] { Shell("sed -i 's/the/THE/g' '" + work.string() + "'"); }, fresh);
+    const double cp = Best([&] { Shell("cp '" + text.string() + "' '" + work.string() + "'"); },
+                           [&] { fs::remove(work); });
+    const std::string label = "Substitute of \"the\" in " + std::to_string(megabytes) + " MiB of text";
+    Report(label.c_str(), ours, "sed -i", sed, "s", 1);
+    Report(label.c_str(), ours, "cp", cp, "s", 1);
+
+    const fs::path part = dir / "part.txt";
+    Shell("head -c 200000000 '" + text.string() + "' >'" + part.string() + "'");
+    size_t got = 0;
+    const auto read = Parameters({"-Encoding=UTF8", part.string()});
+    const double get = Best([&] {
+        fmx::DataUniquePtr result;
+        zhost::CallFunction(u"ZbFile_GetContents", **read, *result);
+        got = result->GetAsText().GetSize();
+    });
+    const double cat = Best([&] { Shell("cat '" + part.string() + "' | cat >/dev/null"); });
+    Report("GetContents of 200 MB", get, "cat into a pipe", cat, "s", 1);
+    if (got == 0) std::printf("(nothing read)\n");
+
+    const fs::path small = dir / "small.txt";
+    Shell("head -c 104857600 '" + text.string() + "' >'" + small.string() + "'");
+    const auto calculation = [](const fs::path &p) {
+        return "ZbFile_Substitute(\"\";\"" + p.string() + "\";\"\";\"the\";\"THE\")";
+    };
+    fresh();
+    std::printf("Substitute peak memory of fmxhost: %.1f MB on 100 MiB, %.1f MB on %zu MiB\n",
+                PeakMemory(calculation(small)), PeakMemory(calculation(work)), megabytes);
+    std::fflush(stdout);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    size_t files = 10000, copyMB = 1024, treeFiles = 10000;
+    size_t files = 10000, copyMB = 1024, treeFiles = 10000, textMB = 1024;
     for (int a = 1; a + 1 < argc; a += 2) {
         const std::string option = argv[a];
         const size_t value = std::strtoul(argv[a + 1], nullptr, 10);
         if (option == "--files") files = value;
         else if (option == "--copy-mb") copyMB = value;
         else if (option == "--tree") treeFiles = value;
+        else if (option == "--text-mb") textMB = value;
         else if (option == "--runs") gRuns = int(std::max<size_t>(value, 1));
         else {
-            std::fprintf(stderr, "usage: zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--runs N]\n");
+            std::fprintf(stderr, "usage: zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--runs N]\n");
             return 2;
         }
     }
@@ -204,6 +280,7 @@ int main(int argc, char **argv) {
     if (files) BenchFileInfo(files, dir);
     if (copyMB) BenchCopy(copyMB, dir);
     if (treeFiles) BenchTree(treeFiles, dir);
+    if (textMB) BenchContents(textMB, dir);
     fs::remove_all(dir);
     return 0;
 }

@@ -72,6 +72,10 @@ private:
     uint32_t from_ = 0, candidate_ = 0;
 };
 
+// The first whole occurrence of the needle in [data, data + size), or nullptr: a vector scan for
+// its first and last bytes together, each hit checked in full.
+const unsigned char *ZbFindInBlock(const unsigned char *data, size_t size, std::string_view needle);
+
 // The byte lowered as the scanners compare: A to Z only.
 inline unsigned char ZbLowerByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 

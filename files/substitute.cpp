@@ -56,6 +56,21 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
     long err = 0;
     for (;;) {
         if (in.position >= in.valid && (err = in.NextBlock()) != 0) break;
+        // Where the whole search fits in the block, a match attempt that fails fails inside it
+        // and changes nothing: the next whole match is found at once, and the bytes before it go
+        // out as they are. Only the block's last bytes need the byte-at-a-time reading.
+        const uint32_t fits = in.valid >= search.size() ? in.valid - uint32_t(search.size()) + 1 : 0;
+        if (!ignoreCase && in.position < fits) {
+            const unsigned char *at = ZbFindInBlock(in.block + in.position, in.valid - in.position, search);
+            const uint32_t match = at ? uint32_t(at - in.block) : fits;
+            if ((err = out.Write(in.block + in.position, match - in.position)) != 0) break;
+            in.position = match;
+            if (at) {
+                if ((err = out.Write(replacement.data(), replacement.size())) != 0) break;
+                in.position += uint32_t(search.size());
+            }
+            continue;
+        }
         // The bytes before the next candidate go out as they are, in one piece.
         const uint32_t candidate = candidates.Next(in);
         if (candidate > in.position) {

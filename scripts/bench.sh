@@ -2,7 +2,7 @@
 # Builds the benchmarks with optimisation into build-bench/ and runs them: zerb_bench (codecs and
 # paths) takes the options before "--" (--base64-mb N, --lines-mb N, --utf8-mb N, --paths N,
 # --runs N), zerb_bench_files (file functions) those after it (--files N, --copy-mb N, --tree N,
-# --runs N); 0 skips a part.
+# --text-mb N, --runs N); 0 skips a part.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh"
