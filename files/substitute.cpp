@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,28 +21,33 @@ namespace {
 constexpr size_t kMaxNameLength = 255;
 constexpr size_t kWriteBlock = size_t(1) << 20;
 
+// The writer: bytes gathered in one block and written when it is full.
 struct ZbBlockWriter {
-    const ZbFork &fork;
-    std::vector<char> buffer;
-    int64_t mark = 0;
+    explicit ZbBlockWriter(const ZbFork &f) : fork(f), buffer(new char[kWriteBlock]) {}
     long Write(const void *data, size_t n) {
-        if (buffer.size() + n > kWriteBlock)
+        if (used + n > kWriteBlock)
             if (const long err = Flush()) return err;
         if (n >= kWriteBlock) {
             if (const long err = Zb7_PlatformWriteFork(fork, mark, data, n)) return err;
             mark += int64_t(n);
             return 0;
         }
-        buffer.insert(buffer.end(), static_cast<const char *>(data), static_cast<const char *>(data) + n);
+        std::memcpy(buffer.get() + used, data, n);
+        used += n;
         return 0;
     }
     long Flush() {
-        if (buffer.empty()) return 0;
-        if (const long err = Zb7_PlatformWriteFork(fork, mark, buffer.data(), buffer.size())) return err;
-        mark += int64_t(buffer.size());
-        buffer.clear();
+        if (used == 0) return 0;
+        if (const long err = Zb7_PlatformWriteFork(fork, mark, buffer.get(), used)) return err;
+        mark += int64_t(used);
+        used = 0;
         return 0;
     }
+
+    const ZbFork &fork;
+    std::unique_ptr<char[]> buffer;
+    size_t used = 0;
+    int64_t mark = 0;
 };
 
 }  // namespace
@@ -50,8 +56,7 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
                     std::string_view replacement, bool ignoreCase) {
     if (search.empty()) return kZbErrParameter;
     ZbStreamReader in(source);
-    ZbBlockWriter out{destination, {}, 0};
-    out.buffer.reserve(kWriteBlock);
+    ZbBlockWriter out(destination);
     ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
     long err = 0;
     for (;;) {
@@ -61,14 +66,17 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
         // out as they are. Only the block's last bytes need the byte-at-a-time reading.
         const uint32_t fits = in.valid >= search.size() ? in.valid - uint32_t(search.size()) + 1 : 0;
         if (!ignoreCase && in.position < fits) {
-            const unsigned char *at = ZbFindInBlock(in.block + in.position, in.valid - in.position, search);
-            const uint32_t match = at ? uint32_t(at - in.block) : fits;
-            if ((err = out.Write(in.block + in.position, match - in.position)) != 0) break;
-            in.position = match;
-            if (at) {
-                if ((err = out.Write(replacement.data(), replacement.size())) != 0) break;
-                in.position += uint32_t(search.size());
+            while (err == 0 && in.position < fits) {
+                const unsigned char *at = ZbFindInBlock(in.block + in.position, in.valid - in.position, search);
+                const uint32_t match = at ? uint32_t(at - in.block) : fits;
+                err = out.Write(in.block + in.position, match - in.position);
+                in.position = match;
+                if (at && err == 0) {
+                    err = out.Write(replacement.data(), replacement.size());
+                    in.position += uint32_t(search.size());
+                }
             }
+            if (err) break;
             continue;
         }
         // The bytes before the next candidate go out as they are, in one piece.
