@@ -14,14 +14,10 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
+using zerbtest::Contents;
 using zerbtest::PluginTest;
 
 namespace {
-
-std::string Contents(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 class ContentsFunctions : public PluginTest {
 protected:

@@ -19,19 +19,10 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
+using zerbtest::Contents;
 using zerbtest::PluginTest;
 
 namespace {
-
-// Read without changing the access time, which the copies are checked to carry.
-std::string Contents(const std::string &path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_NOATIME);
-    std::string text;
-    char buffer[4096];
-    for (ssize_t n; fd >= 0 && (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
-    if (fd >= 0) close(fd);
-    return text;
-}
 
 std::string Attribute(const std::string &path, const char *name) {
     std::string value(256, '\0');

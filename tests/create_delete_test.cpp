@@ -16,14 +16,10 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
+using zerbtest::Contents;
 using zerbtest::PluginTest;
 
 namespace {
-
-std::string Contents(const std::string &path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 class CreateDelete : public PluginTest {
 protected:

@@ -3,6 +3,7 @@
 #ifndef ZERB_TESTS_PLUGIN_HARNESS_H
 #define ZERB_TESTS_PLUGIN_HARNESS_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -73,6 +74,18 @@ protected:
     std::filesystem::path copy;
     std::string loadError;
 };
+
+// A file's bytes, read without moving its access time where the system allows (tests check that
+// copies carry access times); empty when it cannot be read.
+inline std::string Contents(const std::string &path) {
+    int fd = open(path.c_str(), O_RDONLY | O_NOATIME | O_CLOEXEC);
+    if (fd < 0) fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::string text;
+    char buffer[65536];
+    for (ssize_t n; fd >= 0 && (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
+    if (fd >= 0) close(fd);
+    return text;
+}
 
 // Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
 // `mounts`; answers its output lines, or nothing when the namespace cannot be made.

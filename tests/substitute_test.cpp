@@ -20,14 +20,10 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
+using zerbtest::Contents;
 using zerbtest::PluginTest;
 
 namespace {
-
-std::string Contents(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 void Write(const std::string &path, const std::string &bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
@@ -35,14 +31,16 @@ void Write(const std::string &path, const std::string &bytes) {
 
 unsigned char Lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
-// The stream step as it reads, literally: one byte at a time through a 64000-byte block with an
-// unsigned position that a step back may wrap, which then reads the next block.
-std::string Oracle(const std::string &file, const std::string &search, const std::string &replacement, bool ignoreCase,
-                   long &err) {
+// The stream as the scanners read it, literally: one byte at a time through a 64000-byte block
+// read at the file's mark, with an unsigned position that a step back may wrap, which then reads
+// the next block.
+struct LiteralStream {
+    explicit LiteralStream(const std::string &f) : file(f) {}
+    const std::string &file;
     size_t mark = 0;
     std::string block;
     uint32_t position = 0, valid = 0;
-    const auto read = [&](unsigned char &c) {
+    bool Read(unsigned char &c) {
         if (position >= valid) {
             block = file.substr(std::min(mark, file.size()), 64000);
             mark += block.size();
@@ -52,13 +50,25 @@ std::string Oracle(const std::string &file, const std::string &search, const std
         }
         c = static_cast<unsigned char>(block[position++]);
         return true;
-    };
+    }
+    // The step back of the stream: refused past 2000 bytes.
+    bool Unread(size_t count) {
+        if (count > 2000) return false;
+        position -= uint32_t(count);
+        return true;
+    }
+};
+
+// The stream step of Substitute, literally.
+std::string Oracle(const std::string &file, const std::string &search, const std::string &replacement, bool ignoreCase,
+                   long &err) {
+    LiteralStream in(file);
     const auto fold = [&](unsigned char c) { return ignoreCase ? Lower(c) : c; };
     std::string out;
     err = 0;
     for (;;) {
         unsigned char c;
-        if (!read(c)) break;
+        if (!in.Read(c)) break;
         if (fold(c) != static_cast<unsigned char>(search[0])) {
             out += char(c);
             continue;
@@ -67,7 +77,7 @@ std::string Oracle(const std::string &file, const std::string &search, const std
         bool end = false;
         while (i < search.size()) {
             unsigned char d;
-            if (!read(d)) {
+            if (!in.Read(d)) {
                 end = true;
                 break;
             }
@@ -80,13 +90,39 @@ std::string Oracle(const std::string &file, const std::string &search, const std
             continue;
         }
         out += char(c);
-        if (i > 2000) {
+        if (!in.Unread(i)) {
             err = -92;
             break;
         }
-        position -= uint32_t(i);
     }
     return out;
+}
+
+// The in-file search, literally: counting bytes, stepping back inside the block.
+long FindOracle(const std::string &file, const std::string &pattern, bool caseSensitive, int64_t &offset) {
+    LiteralStream in(file);
+    const auto fold = [&](unsigned char c) { return caseSensitive ? c : Lower(c); };
+    offset = 0;
+    int64_t count = 0;
+    for (;;) {
+        unsigned char c;
+        if (!in.Read(c)) return 0;
+        ++count;
+        if (fold(c) != static_cast<unsigned char>(pattern[0])) continue;
+        size_t i = 1;
+        for (; i < pattern.size(); ++i) {
+            unsigned char d;
+            if (!in.Read(d)) return 0;
+            ++count;
+            if (fold(d) != static_cast<unsigned char>(pattern[i])) break;
+        }
+        if (i == pattern.size()) {
+            offset = count - int64_t(pattern.size());
+            return 0;
+        }
+        count -= int64_t(i);
+        if (!in.Unread(i)) return -92;
+    }
 }
 
 class Substitute : public PluginTest {
@@ -151,50 +187,6 @@ TEST(SubstituteStream, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
     fs::remove_all(dir);
 }
 
-namespace {
-
-// The in-file search as it reads, literally: counting bytes, stepping back inside the block.
-long FindOracle(const std::string &file, const std::string &pattern, bool caseSensitive, int64_t &offset) {
-    size_t mark = 0;
-    std::string block;
-    uint32_t position = 0, valid = 0;
-    const auto read = [&](unsigned char &c) {
-        if (position >= valid) {
-            block = file.substr(std::min(mark, file.size()), 64000);
-            mark += block.size();
-            position = 0;
-            valid = uint32_t(block.size());
-            if (valid == 0) return false;
-        }
-        c = static_cast<unsigned char>(block[position++]);
-        return true;
-    };
-    const auto fold = [&](unsigned char c) { return caseSensitive ? c : Lower(c); };
-    offset = 0;
-    int64_t count = 0;
-    for (;;) {
-        unsigned char c;
-        if (!read(c)) return 0;
-        ++count;
-        if (fold(c) != static_cast<unsigned char>(pattern[0])) continue;
-        size_t i = 1;
-        for (; i < pattern.size(); ++i) {
-            unsigned char d;
-            if (!read(d)) return 0;
-            ++count;
-            if (fold(d) != static_cast<unsigned char>(pattern[i])) break;
-        }
-        if (i == pattern.size()) {
-            offset = count - int64_t(pattern.size());
-            return 0;
-        }
-        count -= int64_t(i);
-        if (i > 2000) return -92;
-        position -= uint32_t(i);
-    }
-}
-
-}  // namespace
 
 TEST(FindStringInFile, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
     const std::string path = (fs::temp_directory_path() / ("zerb-find-" + std::to_string(getpid()))).string();
