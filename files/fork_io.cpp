@@ -8,6 +8,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "platform/file_attributes.h"
+#include "platform/file_system.h"
 #include "platform/forks.h"
 
 long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool startOverIfPastEnd,
@@ -49,6 +51,28 @@ long XP7_ReadFileToTxt(const FSSpec &ref, uint32_t offset, uint32_t length, ZbTe
     text->SetText(*empty);
     XP7_BlockToTxt(bytes.data(), bytes.size(), text, encoding, 0);
     return 0;
+}
+
+namespace {
+// The path of the file a reference leads to: a symbolic link is followed, as contents are.
+long FilePath(const FSSpec &ref, std::string &path) {
+    std::string item;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, item)) return err;
+    return Zb7_PlatformRealPath(item, path);
+}
+}  // namespace
+
+long XP7_ReadResourceFork(const FSSpec &ref, std::string &bytes) {
+    std::string path;
+    if (const long err = FilePath(ref, path)) return err;
+    bool found = false;
+    return Zb7_PlatformReadAttribute(path, kZbResourceForkAttribute, bytes, found);
+}
+
+long XP7_WriteResourceFork(const FSSpec &ref, std::string_view bytes) {
+    std::string path;
+    if (const long err = FilePath(ref, path)) return err;
+    return Zb7_PlatformWriteAttribute(path, kZbResourceForkAttribute, bytes);
 }
 
 namespace {

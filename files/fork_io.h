@@ -25,6 +25,12 @@ long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool
 long XP7_ReadFileToTxt(const FSSpec &ref, uint32_t offset, uint32_t length, ZbTextEncoding encoding,
                        fmx::TextUniquePtr &text);
 
+// The resource fork: the extended attribute user.com.apple.ResourceFork of the file (a link is
+// followed, as for the data). Reading a file without one gives no bytes; writing where the file
+// system keeps no extended attributes answers -1426.
+long XP7_ReadResourceFork(const FSSpec &ref, std::string &bytes);
+long XP7_WriteResourceFork(const FSSpec &ref, std::string_view bytes);
+
 // The stream of the scanners (Substitute, the in-file search): a file read byte by byte through a
 // block of kZbStreamBlock bytes, with a step back that stays inside the block held. The block is
 // read at the file's mark, so blocks start at multiples of its size; a read at or past the valid

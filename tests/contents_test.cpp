@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "files/fork_io.h"
 #include "files/fsspec.h"
+#include "files/paths.h"
 #include "platform/system_calls.h"
 #include "plugin/globals.h"
 #include "plugin/handlers.h"
@@ -145,6 +147,21 @@ TEST_F(ContentsFunctions, FilesPastTwoGigabytesAreReadByRange) {
     fmx::DataUniquePtr result;
     zhost::CallFunction(zhost::FromUtf8("ZbFile_GetContents"), *parameters, *result);
     EXPECT_EQ(zerbtest::TextOf(*result), std::string(8, '\0'));
+}
+
+TEST_F(ContentsFunctions, TheResourceForkIsItsAttribute) {
+    fs::create_symlink(root + "/c.txt", root + "/link");
+    FSSpec file, link;
+    ASSERT_EQ(ZbPi_CStrToFSpec(root + "/c.txt", kZbPathUTF8, 255, &file), 0);
+    ASSERT_EQ(ZbPi_CStrToFSpec(root + "/link", kZbPathUTF8, 255, &link), 0);
+    std::string bytes = "x";
+    EXPECT_EQ(XP7_ReadResourceFork(file, bytes), 0);
+    EXPECT_EQ(bytes, "");
+    const std::string fork("\0\0\1\0resource", 12);
+    EXPECT_EQ(XP7_WriteResourceFork(link, fork), 0);  // through the link, to the file
+    EXPECT_EQ(XP7_ReadResourceFork(file, bytes), 0);
+    EXPECT_EQ(bytes, fork);
+    EXPECT_EQ(Call("ZbFile_GetResourceForkSize", {"", root + "/c.txt"}), "12");
 }
 
 // SetContents and AppendContents, run once for every system call they make with that one
