@@ -205,6 +205,10 @@ double PeakMemory(const std::string &calculation) {
     int status = 0;
     struct rusage usage {};
     wait4(pid, &status, 0, &usage);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        std::fprintf(stderr, "fmxhost did not run: %s\n", fmxhost.c_str());
+        std::exit(1);
+    }
     return double(usage.ru_maxrss) / 1024;
 }
 

@@ -4,10 +4,6 @@
 #include <cstring>
 #include <new>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/forks.h"
@@ -80,12 +76,13 @@ namespace {
 constexpr size_t kBlocksPerRead = 16;
 }  // namespace
 
-ZbStreamReader::ZbStreamReader(const ZbFork &f)
-    : fork(f), chunk(kZbStreamBlock * kBlocksPerRead), chunkBlock(kBlocksPerRead) {}
+ZbStreamReader::ZbStreamReader(const ZbFork &f, bool release)
+    : fork(f), releaseRead(release), chunk(kZbStreamBlock * kBlocksPerRead), chunkBlock(kBlocksPerRead) {}
 
 long ZbStreamReader::NextBlock() {
     if (++chunkBlock * kZbStreamBlock >= chunkValid) {
         if (const long err = Zb7_PlatformReadFork(fork, mark, chunk.data(), chunk.size(), chunkValid)) return err;
+        if (releaseRead) Zb7_PlatformReleaseForkCache(fork, mark, chunkValid);
         mark += int64_t(chunkValid);
         chunkBlock = 0;
     }
@@ -118,30 +115,6 @@ uint32_t ZbCandidates::Next(const ZbStreamReader &in) {
     return candidate_;
 }
 
-const unsigned char *ZbFindInBlock(const unsigned char *data, size_t size, std::string_view needle) {
-    const size_t k = needle.size();
-    if (k == 0 || k > size) return nullptr;
-    const auto *n = reinterpret_cast<const unsigned char *>(needle.data());
-    if (k == 1) return static_cast<const unsigned char *>(std::memchr(data, n[0], size));
-    size_t i = 0;
-#if defined(__SSE2__)
-    // Sixteen starts at a time: where the first byte and the byte k - 1 further on both match.
-    const __m128i first = _mm_set1_epi8(char(n[0])), last = _mm_set1_epi8(char(n[k - 1]));
-    for (; i + k - 1 + 16 <= size; i += 16) {
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i + k - 1));
-        unsigned mask = unsigned(_mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(a, first), _mm_cmpeq_epi8(b, last))));
-        while (mask) {
-            const unsigned bit = unsigned(__builtin_ctz(mask));
-            if (std::memcmp(data + i + bit + 1, n + 1, k - 2) == 0) return data + i + bit;
-            mask &= mask - 1;
-        }
-    }
-#endif
-    const void *at = memmem(data + i, size - i, n, k);
-    return static_cast<const unsigned char *>(at);
-}
-
 long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive, int64_t &offset) {
     offset = 0;
     if (pattern.empty()) return -50;
@@ -156,11 +129,14 @@ long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool cas
         // first whole match is found at once (as in Substitute).
         const uint32_t fits = in.valid >= pattern.size() ? in.valid - uint32_t(pattern.size()) + 1 : 0;
         if (caseSensitive && in.position < fits) {
-            const unsigned char *at = ZbFindInBlock(in.block + in.position, in.valid - in.position, pattern);
-            if (at) {
-                offset = count + (at - (in.block + in.position));
-                return 0;
-            }
+            const unsigned char *from = in.block + in.position;
+            bool found = false;
+            ZbForEachMatch(from, in.valid - in.position, pattern, [&](size_t at) {
+                offset = count + int64_t(at);
+                found = true;
+                return false;
+            });
+            if (found) return 0;
             count += fits - in.position;
             in.position = fits;
             continue;

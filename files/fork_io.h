@@ -2,7 +2,9 @@
 #ifndef ZERB_FILES_FORK_IO_H
 #define ZERB_FILES_FORK_IO_H
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,6 +13,10 @@
 #include "platform/forks.h"
 #include "plugin/fmx.h"
 #include "text/encoding.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 constexpr long kZbErrEndOfFile = -39;
 constexpr uint32_t kZbToTheEnd = 0xFFFFFFFF;
@@ -41,7 +47,9 @@ constexpr size_t kZbStreamBlock = 64000;
 constexpr size_t kZbUnreadLimit = 2000;  // a longer step back is refused (-92)
 
 struct ZbStreamReader {
-    explicit ZbStreamReader(const ZbFork &fork);
+    // releaseRead: the file's contents are being replaced, so the cache of each range read is
+    // given back at once (a 1 GiB rewrite then needs no second gigabyte of page cache).
+    explicit ZbStreamReader(const ZbFork &fork, bool releaseRead = false);
     // The next block: 0, or -39 at the end of the file.
     long NextBlock();
     // One byte: 0, or -39 at the end of the file.
@@ -55,6 +63,7 @@ struct ZbStreamReader {
     long Unread(size_t count);
 
     const ZbFork &fork;
+    bool releaseRead;
     std::vector<unsigned char> chunk;
     size_t chunkValid = 0, chunkBlock;  // bytes in the chunk, and the block of it in use
     int64_t mark = 0;                   // file offset of the next chunk
@@ -78,9 +87,54 @@ private:
     uint32_t from_ = 0, candidate_ = 0;
 };
 
-// The first whole occurrence of the needle in [data, data + size), or nullptr: a vector scan for
-// its first and last bytes together, each hit checked in full.
-const unsigned char *ZbFindInBlock(const unsigned char *data, size_t size, std::string_view needle);
+// Calls found(offset) for each whole occurrence of the needle in [data, data + size), left to
+// right and never overlapping, until it returns false: a vector scan for the needle's first and
+// last bytes together, sixteen starts at a time, each hit checked in full. One pass however many
+// occurrences there are.
+template <class Found>
+void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view needle, Found found) {
+    const size_t k = needle.size();
+    if (k == 0 || k > size) return;
+    const auto *n = reinterpret_cast<const unsigned char *>(needle.data());
+    size_t next = 0;  // the first start that does not overlap an occurrence found
+    if (k == 1) {
+        while (const void *at = std::memchr(data + next, n[0], size - next)) {
+            const size_t start = size_t(static_cast<const unsigned char *>(at) - data);
+            if (!found(start)) return;
+            next = start + 1;
+        }
+        return;
+    }
+    size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i first = _mm_set1_epi8(char(n[0])), last = _mm_set1_epi8(char(n[k - 1]));
+    for (;; i += 16) {
+        if (i < next) i = next;
+        if (i + k - 1 + 16 > size) break;
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i + k - 1));
+        for (unsigned mask = unsigned(_mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(a, first), _mm_cmpeq_epi8(b, last))));
+             mask; mask &= mask - 1) {
+            const size_t start = i + unsigned(__builtin_ctz(mask));
+            if (start < next) continue;
+            // The bytes between, compared in line: most hits fail at once, and a call costs more.
+            size_t j = 1;
+            while (j < k - 1 && data[start + j] == n[j]) ++j;
+            if (j < k - 1) continue;
+            if (!found(start)) return;
+            next = start + k;
+        }
+    }
+#endif
+    // The last starts, fewer than sixteen.
+    for (i = std::max(i, next); i + k <= size;) {
+        const void *at = memmem(data + i, size - i, n, k);
+        if (!at) return;
+        const size_t start = size_t(static_cast<const unsigned char *>(at) - data);
+        if (!found(start)) return;
+        i = start + k;
+    }
+}
 
 // The byte lowered as the scanners compare: A to Z only.
 inline unsigned char ZbLowerByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }

@@ -7,7 +7,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh"
 cmake -S "$root" -B "$root/build-bench" -DCMAKE_BUILD_TYPE=Release -DZERB_TESTS=OFF >/dev/null
-cmake --build "$root/build-bench" -j2 --target zerb_bench zerb_bench_files
+cmake --build "$root/build-bench" -j2 --target zerb_bench zerb_bench_files fmxhost
 codecs=()
 while (($#)) && [ "$1" != "--" ]; do codecs+=("$1"); shift; done
 (($#)) && shift
