@@ -65,6 +65,18 @@ fmx::errcode ZbFile7_DoAppendContents(short functionId, const fmx::ExprEnv &env,
                                       fmx::Data &result);
 fmx::errcode ZbFile7_DoSubstitute(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                   fmx::Data &result);
+fmx::errcode ZbFile7_DoListFolder(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                  fmx::Data &result);
+fmx::errcode ZbFile7_DoSearch(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoListDisks(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                 fmx::Data &result);
+fmx::errcode ZbFile7_DoDiskInfo(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                fmx::Data &result);
+fmx::errcode ZbFile7_DoMountDisk(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                 fmx::Data &result);
+fmx::errcode ZbFile7_DoUnmountDisk(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                   fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

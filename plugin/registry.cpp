@@ -34,7 +34,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4284, 2, 2, kNotAvailable},      // CreateThumbnail
     {4213, 2, 2, ZbFile7_DoDeleteFile},  // DeleteFile
     {4214, 2, 2, ZbFile7_DoDeleteFolder},  // DeleteFolder
-    {4215, 2, 2, kNotAvailable},      // DiskInfo
+    {4215, 2, 2, ZbFile7_DoDiskInfo},  // DiskInfo
     {4216, 2, 2, ZbFile7_DoExists},  // Exists
     {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
     {4221, 1, 1, ZbFile7_DoFindFolder},  // FindFolder
@@ -54,14 +54,14 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4250, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeCreated
     {4251, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeModified
     {4252, 2, 3, kNotAvailable},      // Launch
-    {4253, 1, 1, kNotAvailable},      // ListDisks
-    {4254, 2, 2, kNotAvailable},      // ListFolder
+    {4253, 1, 1, ZbFile7_DoListDisks},  // ListDisks
+    {4254, 2, 2, ZbFile7_DoListFolder},  // ListFolder
     {4260, 2, 2, kNotAvailable},      // MetaData
-    {4261, 4, 6, kNotAvailable},      // MountDisk
+    {4261, 4, 6, ZbFile7_DoMountDisk},  // MountDisk
     {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
     {4263, 2, 3, kNotAvailable},      // ReferenceToClip
     {4264, 2, 4, kNotAvailable},      // SaveFileDialog
-    {4270, 3, 3, kNotAvailable},      // Search
+    {4270, 3, 3, ZbFile7_DoSearch},   // Search
     {4271, 2, 3, kNotAvailable},      // SelectFileDialog
     {4272, 2, 3, kNotAvailable},      // SelectFolderDialog
     {4273, 2, 2, ZbFile7_DoSetContents},  // SetContents
@@ -72,7 +72,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4285, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampCreated
     {4286, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampModified
     {4283, 5, 5, ZbFile7_DoSubstitute},  // Substitute
-    {4290, 2, 2, kNotAvailable},      // UnmountDisk
+    {4290, 2, 2, ZbFile7_DoUnmountDisk},  // UnmountDisk
 };
 static_assert(std::size(kMainTable) == 50);
 

@@ -1,0 +1,233 @@
+#include "files/file_list.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "files/paths.h"
+#include "files/search.h"
+#include "platform/finder_info.h"
+#include "platform/volumes.h"
+#include "plugin/handlers.h"
+#include "plugin/params.h"
+#include "plugin/results.h"
+#include "text/charsets.h"
+#include "text/encoding.h"
+
+FLswitchTag Zb7_ReadListSwitches(const char *switches) {
+    FLswitchTag s;
+    s.files = XP_HasSwitch(switches, "files");
+    s.folders = XP_HasSwitch(switches, "folders");
+    s.showpointdirs = XP_HasSwitch(switches, "showpointdirs");
+    s.showinvisibles = XP_HasSwitch(switches, "showinvisibles");
+    s.showaliases = XP_HasSwitch(switches, "showaliases") || XP_HasSwitch(switches, "showshortcuts");
+    s.longnames = XP_HasSwitch(switches, "longnames");
+    return s;
+}
+
+namespace {
+
+unsigned char FoldedByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
+
+// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
+bool IsUTF8(std::string_view s) {
+    const auto *p = reinterpret_cast<const unsigned char *>(s.data());
+    const auto *end = p + s.size();
+    while (p < end) {
+        const unsigned char c = *p;
+        if (c < 0x80) {
+            ++p;
+            continue;
+        }
+        int n = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC2 ? 1 : -1;
+        if (n < 0 || c > 0xF4 || end - p <= n) return false;
+        if (c == 0xE0 && p[1] < 0xA0) return false;
+        if (c == 0xED && p[1] >= 0xA0) return false;
+        if (c == 0xF0 && p[1] < 0x90) return false;
+        if (c == 0xF4 && p[1] >= 0x90) return false;
+        for (int k = 1; k <= n; ++k)
+            if ((p[k] & 0xC0) != 0x80) return false;
+        p += n + 1;
+    }
+    return true;
+}
+
+// A name or path as the line shows it: UTF-8 with longnames (bytes that are not UTF-8 are read
+// as Mac OS Roman), else Mac OS Roman ("^" for a character it lacks).
+void AppendInLineEncoding(std::string_view text, bool longnames, std::string &bytes) {
+    const bool utf8 = IsUTF8(text);
+    if (longnames && utf8) {
+        bytes.append(text);
+        return;
+    }
+    std::string s(text);
+    if (longnames) {
+        s.resize(text.size() * 3 + 1, '\0');  // every Mac OS Roman character takes at most 3 bytes
+        ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));
+    } else if (utf8) {
+        s.push_back('\0');
+        ZbMoreX_UTF8StrToMacRomanCStr(s.data(), long(s.size()));
+    }
+    bytes.append(s.c_str());
+}
+
+}  // namespace
+
+bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b) {
+    const size_t n = std::min(a.name.size(), b.name.size());
+    for (size_t i = 0; i < n; ++i) {
+        const unsigned char x = FoldedByte(static_cast<unsigned char>(a.name[i]));
+        const unsigned char y = FoldedByte(static_cast<unsigned char>(b.name[i]));
+        if (x != y) return x < y;
+    }
+    if (a.name.size() != b.name.size()) return a.name.size() < b.name.size();
+    return a.name < b.name;
+}
+
+bool ZbListsEntry(const ZbFolderHandle *folder, const ZbFolderEntry &entry, const FLswitchTag &switches) {
+    if (entry.kind == kZbEntryFolder ? !switches.folders : !switches.files) return false;
+    bool invisible = entry.name[0] == '.';
+    bool alias = entry.kind == kZbEntryLink;
+    if (invisible && !switches.showinvisibles) return false;
+    if (alias && !switches.showaliases) return false;
+    if ((!invisible && !switches.showinvisibles) || (!alias && !switches.showaliases)) {
+        const uint16_t flags = folder ? Zb7_PlatformFinderFlagsAt(*folder, entry.name) : 0;
+        invisible = invisible || (flags & kZbFinderFlagInvisible);
+        alias = alias || (flags & kZbFinderFlagAlias);
+    }
+    return (switches.showinvisibles || !invisible) && (switches.showaliases || !alias);
+}
+
+long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, std::vector<ZbListItem> &items,
+                         size_t maxItems, size_t *index) {
+    if (*index < 1) return -50;
+    if (!catalog.read) {
+        if (const long err = Zb7_PlatformOpenFolder(catalog.path, catalog.folder)) return err;
+        if (const long err = Zb7_PlatformReadFolder(catalog.folder, catalog.entries)) return err;
+        std::sort(catalog.entries.begin(), catalog.entries.end(), ZbCatalogOrder);
+        catalog.read = true;
+    }
+    size_t kept = 0;
+    for (; kept < maxItems; ++*index) {
+        if (*index > catalog.entries.size()) return -43;
+        const ZbFolderEntry &entry = catalog.entries[*index - 1];
+        if (!ZbListsEntry(&catalog.folder, entry, switches)) continue;
+        items.push_back({entry.name, {}, entry.kind == kZbEntryFolder});
+        ++kept;
+    }
+    return 0;
+}
+
+long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::string &bytes, size_t *totalLength) {
+    const size_t start = bytes.size();
+    if (switches.mode == kZbListSearch) {
+        // The item's colon path; a folder's ends in ":".
+        ZbVolume volume;
+        Zb7_PlatformVolumeOfPath(item.path, volume);
+        std::string path;
+        if (const long err = ZbMoreX_ConvertUnixPathToHFSPath(item.path, kZbPathUTF8,
+                                                              Zb7_PlatformStartupVolumeName() + ":", volume, path,
+                                                              switches.longnames ? kZbPathBufferSize : kZbFullPathLimit))
+            return err;
+        if (item.isFolder) path += ':';
+        AppendInLineEncoding(path, switches.longnames, bytes);
+        if (!switches.longnames && bytes.size() - start >= 2 && bytes.compare(bytes.size() - 2, 2, "::") == 0)
+            bytes.pop_back();
+    } else {
+        AppendInLineEncoding(ZbSwapColonsAndSlashes(item.name), switches.longnames, bytes);
+    }
+    *totalLength += bytes.size() - start;
+    bytes.push_back('\r');
+    return 0;
+}
+
+long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswitchTag &switches,
+                       fmx::TextUniquePtr &text) {
+    std::vector<ZbListItem> batch;
+    batch.reserve(kZbListBatch);
+    std::string bytes;
+    size_t totalLength = 0;
+    ZbFolderCatalog catalog;
+    catalog.path = folderPath;
+    size_t index = 1;
+    ZbSearchIterator search;
+    if (switches.mode == kZbListSearch && !Zb7_PlatformVolumeByNumber(vRefNum, search.volume)) return -35;
+    std::vector<ZbVolume> volumes;
+    if (switches.mode == kZbListVolumes) volumes = Zb7_PlatformListVolumes();
+    size_t nextVolume = 0;
+    long fetched = 0;
+    do {
+        batch.clear();
+        if (switches.mode == kZbListFolder) {
+            fetched = Zb7_Mac_GetDirItems(catalog, switches, batch, kZbListBatch, &index);
+        } else if (switches.mode == kZbListSearch) {
+            fetched = Zb7_Mac_NameFileSearchXBetter(search, switches, batch, kZbListBatch);
+        } else {
+            for (; batch.size() < kZbListBatch && nextVolume < volumes.size(); ++nextVolume)
+                batch.push_back({volumes[nextVolume].name, volumes[nextVolume].mountPoint, true});
+            fetched = nextVolume < volumes.size() ? 0 : -43;
+        }
+        if (fetched != 0 && fetched != -43) return fetched;
+        for (const ZbListItem &item : batch)
+            if (const long err = Zb7_AddFileLine(item, switches, bytes, &totalLength)) return err;
+    } while (fetched == 0);
+    fmx::TextUniquePtr empty;
+    text->SetText(*empty);
+    XP7_BlockToTxt(bytes.data(), bytes.size(), text, switches.longnames ? fmx::Text::kEncoding_UTF8
+                                                                        : fmx::Text::kEncoding_ASCII_Mac, 0);
+    return 0;
+}
+
+namespace {
+
+// Removes the list's last character, the return after its last line, unless "-ReturnAtEnd".
+void DropFinalReturn(const char *switches, fmx::TextUniquePtr &text) {
+    const unsigned long size = text->GetSize();
+    if (size > 0 && !XP_HasSwitch(switches, "-ReturnAtEnd")) text->DeleteText(size - 1, 1);
+}
+
+long ListFolder(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 0;
+    fmx::TextUniquePtr folderText;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, folderText, cursor)) return -50;
+    Zb7_CheckForEndColonOrBackSlashTxt(folderText);
+    FSSpec ref;
+    if (const long err = XP7_TxtToFSSpec(*folderText, ref, kZbMaxNameLength, 0)) return err;
+    FLswitchTag list = Zb7_ReadListSwitches(switches);
+    list.mode = kZbListFolder;
+    if (!list.files && !list.folders) return -50;
+    std::string path;
+    if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    if (const long err = Zb7_BuildFileList(path, 0, list, text)) return err;
+    DropFinalReturn(switches, text);
+    return 0;
+}
+
+}  // namespace
+
+fmx::errcode ZbFile7_DoListFolder(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                  fmx::Data &result) {
+    fmx::TextUniquePtr text;
+    if (const long err = ListFolder(parameters, text))
+        XP7_OSErrLToData(err, result);
+    else
+        result.SetAsText(*text, parameters.At(0).GetLocale());
+    return 0;
+}
+
+fmx::errcode ZbFile7_DoListDisks(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                 fmx::Data &result) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 0;
+    XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
+    FLswitchTag list;
+    list.mode = kZbListVolumes;
+    fmx::TextUniquePtr text;
+    if (const long err = Zb7_BuildFileList({}, 0, list, text)) {
+        XP7_OSErrLToData(err, result);
+        return 0;
+    }
+    DropFinalReturn(switches, text);
+    result.SetAsText(*text, parameters.At(0).GetLocale());
+    return 0;
+}

@@ -1,0 +1,75 @@
+// The file-list builder shared by ListFolder, Search and ListDisks: items fetched 100 at a time
+// and written one line each, ended by a return.
+#ifndef ZERB_FILES_FILE_LIST_H
+#define ZERB_FILES_FILE_LIST_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "files/fsspec.h"
+#include "platform/folder_reader.h"
+#include "plugin/fmx.h"
+
+// The list switches, filled by the handler from its switch text.
+struct FLswitchTag {
+    bool files = false;
+    bool folders = false;
+    bool showpointdirs = false;  // accepted; it changes nothing
+    bool showinvisibles = false;
+    bool showaliases = false;
+    short mode = 1;  // 0 search, 1 folder listing, 2 mounted volumes
+    // Search only: the whole name must equal the search name, and the name looked for.
+    bool exactName = false;
+    std::string searchName;
+    bool longnames = false;
+};
+constexpr short kZbListSearch = 0, kZbListFolder = 1, kZbListVolumes = 2;
+constexpr size_t kZbListBatch = 100;
+
+// The switch words every list function reads (each a case-blind substring of the switch text).
+FLswitchTag Zb7_ReadListSwitches(const char *switches);
+
+// One item of a batch: its name as it is on disk, and for Search its absolute path.
+struct ZbListItem {
+    std::string name;
+    std::string path;
+    bool isFolder = false;
+};
+
+// The order of entries in a listing: letters A to Z compared without regard to case, then bytes.
+bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b);
+
+// Whether an entry is invisible or an alias file, and whether the switches list it: a folder
+// with "folders", a file (a symbolic link is an alias file) with "files"; invisible items (a name
+// beginning with "." or the invisible Finder flag) only with "showinvisibles", alias files only
+// with "showaliases". The Finder flags are read only when they can change the answer.
+bool ZbListsEntry(const ZbFolderHandle *folder, const ZbFolderEntry &entry, const FLswitchTag &switches);
+
+// One folder's entries as a listing reads them, in catalog order: read and sorted once, at the
+// first fetch, then served by index.
+struct ZbFolderCatalog {
+    std::string path;  // the folder's absolute path
+    ZbFolderHandle folder;
+    std::vector<ZbFolderEntry> entries;
+    bool read = false;
+};
+
+// The next entries of the folder from *index on (1 is the first), kept by the switches until
+// maxItems are kept; the index moves past every entry read. -43 once the folder has no more
+// entries; -50 for an index below 1; -120 when the path is not a folder.
+long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, std::vector<ZbListItem> &items,
+                         size_t maxItems, size_t *index);
+
+// Appends the item's line: its name (mode 1 and 2) or its full path (mode 0), and a return (0x0D).
+// Lines go into `bytes`, UTF-8 with "longnames" and Mac OS Roman without; totalLength counts the
+// names' bytes.
+long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::string &bytes, size_t *totalLength);
+
+// Builds the whole list for the switches' mode: the folder at `folderPath` (mode 1), the search
+// of the volume `vRefNum` (mode 0), or the mounted volumes (mode 2). The first error ends the
+// build and is the answer; the list is then not set.
+long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswitchTag &switches,
+                       fmx::TextUniquePtr &text);
+
+#endif

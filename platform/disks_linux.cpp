@@ -1,0 +1,213 @@
+#include "platform/disks.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <spawn.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
+#include <vector>
+
+#include "platform/errors.h"
+
+extern char **environ;
+
+long Zb7_PlatformDiskSpace(const ZbVolume &volume, uint64_t &totalBytes, uint64_t &freeBytes) {
+    struct statvfs st;
+    if (statvfs(volume.mountPoint.c_str(), &st) != 0) return Zb7_ErrnoToOSErr(errno);
+    totalBytes = uint64_t(st.f_blocks) * st.f_frsize;
+    freeBytes = uint64_t(st.f_bavail) * st.f_frsize;
+    return 0;
+}
+
+namespace {
+
+// The file-system type /proc/self/mountinfo gives for the last mount at the mount point
+// ("fuse.sshfs" where statfs only says "fuse").
+std::string MountType(const std::string &mountPoint) {
+    std::ifstream in("/proc/self/mountinfo");
+    std::string line, type;
+    while (std::getline(in, line)) {
+        // id parent major:minor root mount-point ... - type source options; spaces in the mount
+        // point are written as \040, so fields split on spaces.
+        std::vector<std::string_view> fields;
+        for (std::string_view rest = line; !rest.empty();) {
+            const size_t space = std::min(rest.find(' '), rest.size());
+            fields.push_back(rest.substr(0, space));
+            rest.remove_prefix(std::min(space + 1, rest.size()));
+        }
+        if (fields.size() < 5) continue;
+        std::string point;
+        for (size_t i = 0; i < fields[4].size(); ++i) {
+            const std::string_view f = fields[4];
+            if (f[i] == '\\' && i + 3 < f.size()) {
+                point.push_back(char((f[i + 1] - '0') * 64 + (f[i + 2] - '0') * 8 + (f[i + 3] - '0')));
+                i += 3;
+            } else {
+                point.push_back(f[i]);
+            }
+        }
+        const auto dash = std::find(fields.begin() + 5, fields.end(), "-");
+        if (point == mountPoint && dash != fields.end() && dash + 1 != fields.end()) type = *(dash + 1);
+    }
+    return type;
+}
+
+}  // namespace
+
+bool Zb7_PlatformIsNetworkVolume(const ZbVolume &volume) {
+    struct statfs st;
+    if (statfs(volume.mountPoint.c_str(), &st) != 0) return false;
+    switch (static_cast<unsigned long>(st.f_type)) {
+        case NFS_SUPER_MAGIC:
+        case SMB_SUPER_MAGIC:
+        case 0xFF534D42UL:  // cifs
+        case 0xFE534D42UL:  // smb3
+        case V9FS_MAGIC:
+        case AFS_SUPER_MAGIC:
+        case 0x6B414653UL:  // kafs
+        case CODA_SUPER_MAGIC:
+        case NCP_SUPER_MAGIC:
+        case 0x00C36400UL:  // ceph
+        case 0x0BD00BD0UL:  // lustre
+        case 0x47504653UL:  // gpfs
+            return true;
+        case FUSE_SUPER_MAGIC: {
+            static constexpr std::string_view kNetworkFuse[] = {"sshfs", "davfs", "glusterfs", "s3fs", "rclone",
+                                                                "smbnetfs", "curlftpfs", "gvfsd-fuse", "cephfs"};
+            const std::string type = MountType(volume.mountPoint);
+            return std::any_of(std::begin(kNetworkFuse), std::end(kNetworkFuse),
+                               [&](std::string_view t) { return type.find(t) != std::string::npos; });
+        }
+        default:
+            // davfs mounts through the coda interface or fuse; by type where statfs cannot tell.
+            return MountType(volume.mountPoint) == "davfs";
+    }
+}
+
+namespace {
+
+// Runs a helper with the given standard input text (through a pipe) and, when passwordFd is
+// wanted, the password on a second pipe whose number goes in PASSWD_FD. Every other descriptor
+// of the host is closed in the child. The exit status, or -1 when it could not start.
+int RunHelper(const std::vector<std::string> &args, const std::string &input, const std::string *password) {
+    int in[2], secret[2] = {-1, -1};
+    if (pipe2(in, O_CLOEXEC) != 0) return -1;
+    if (password && pipe2(secret, O_CLOEXEC) != 0) {
+        close(in[0]);
+        close(in[1]);
+        return -1;
+    }
+    std::vector<char *> argv;
+    for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
+    argv.push_back(nullptr);
+    std::vector<std::string> env;
+    for (char **e = environ; *e; ++e)
+        if (std::string_view(*e).substr(0, 9) != "PASSWD_FD" && std::string_view(*e).substr(0, 7) != "PASSWD=")
+            env.emplace_back(*e);
+    if (password) env.push_back("PASSWD_FD=3");
+    std::vector<char *> envp;
+    for (std::string &e : env) envp.push_back(e.data());
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    if (password) posix_spawn_file_actions_adddup2(&actions, secret[0], 3);
+    posix_spawn_file_actions_addclosefrom_np(&actions, password ? 4 : 3);
+    pid_t pid = 0;
+    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    if (password) close(secret[0]);
+    // Both texts are small, far below a pipe's capacity: written at once, then closed.
+    if (spawned == 0) {
+        if (!input.empty() && write(in[1], input.data(), input.size()) < 0) {}
+        if (password && write(secret[1], password->data(), password->size()) < 0) {}
+    }
+    close(in[1]);
+    if (password) close(secret[1]);
+    if (spawned != 0) return -1;
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0)
+        if (errno != EINTR) return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
+}
+
+bool HelperExists(const char *name) {
+    for (const char *dir : {"/usr/sbin/", "/sbin/", "/usr/bin/", "/bin/"})
+        if (access((std::string(dir) + name).c_str(), X_OK) == 0) return true;
+    return false;
+}
+
+}  // namespace
+
+long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const std::string &password) {
+    const bool smb = url.starts_with("smb://");
+    const char *bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (bus && *bus && HelperExists("gio")) {
+        // gio asks for the user, for SMB the domain (the default is kept), and the password.
+        const std::string answers = user + "\n" + (smb ? "\n" : "") + password + "\n";
+        const int status = RunHelper({"gio", "mount", url}, answers, nullptr);
+        return status == 0 ? 0 : status < 0 ? -1426 : -5023;
+    }
+    if (geteuid() != 0) return -5000;
+    // The mount point: /media/ and the URL's last name.
+    std::string_view rest = std::string_view(url).substr(url.find("://") + 3);
+    while (rest.ends_with('/')) rest.remove_suffix(1);
+    const size_t slash = rest.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 >= rest.size()) return -50;
+    const std::string name(rest.substr(slash + 1));
+    if (name == "." || name == "..") return -50;
+    const std::string mountPoint = "/media/" + name;
+    const char *helper = smb ? "mount.cifs" : "mount.davfs";
+    if (!HelperExists(helper)) return -1426;
+    mkdir("/media", 0755);
+    const bool made = mkdir(mountPoint.c_str(), 0755) == 0;
+    if (!made && errno != EEXIST) return Zb7_ErrnoToOSErr(errno);
+    int status;
+    if (smb) {
+        const std::string options = user.empty() ? "guest" : "username=" + user;
+        status = RunHelper({helper, "//" + std::string(rest), mountPoint, "-o", options}, {},
+                           user.empty() ? nullptr : &password);
+    } else {
+        // mount.davfs asks for the user name and the password on its standard input.
+        status = RunHelper({helper, url, mountPoint}, user + "\n" + password + "\n", nullptr);
+    }
+    if (status == 0) return 0;
+    if (made) rmdir(mountPoint.c_str());
+    return status < 0 ? -1426 : -5023;
+}
+
+long Zb7_PlatformUnmount(const ZbVolume &volume) {
+    struct stat st;
+    const bool known = stat(volume.mountPoint.c_str(), &st) == 0;
+    if (umount2(volume.mountPoint.c_str(), UMOUNT_NOFOLLOW) != 0) return Zb7_ErrnoToOSErr(errno);
+    if (!known) return 0;
+    // A removable medium (the device's own flag, or its disk's for a partition) is ejected.
+    const std::string block = "/sys/dev/block/" + std::to_string(major(st.st_dev)) + ":" + std::to_string(minor(st.st_dev));
+    char removable = '0';
+    for (const std::string &flag : {block + "/removable", block + "/../removable"}) {
+        std::ifstream in(flag);
+        if (in.get(removable) && removable == '1') break;
+    }
+    if (removable != '1') return 0;
+    char target[4096];
+    const ssize_t n = readlink(block.c_str(), target, sizeof target - 1);
+    if (n <= 0) return 0;
+    const std::string_view device(target, size_t(n));
+    if (HelperExists("eject")) RunHelper({"eject", "/dev/" + std::string(device.substr(device.rfind('/') + 1))}, {}, nullptr);
+    return 0;
+}

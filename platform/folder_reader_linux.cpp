@@ -1,0 +1,165 @@
+#include "platform/folder_reader.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "platform/errors.h"
+#include "platform/file_attributes.h"
+
+#ifndef SYS_getxattrat
+#define SYS_getxattrat 464  // the same number on every architecture that has it
+#endif
+
+namespace {
+
+// What getxattrat(2) takes for the value.
+struct XattrArgs {
+    uint64_t value;
+    uint32_t size;
+    uint32_t flags;
+};
+
+// The mount an open item lies on: its mount id, or where the kernel gives none its device (with
+// the top bit set, so the two kinds never meet).
+long MountOf(int fd, uint64_t &mountId) {
+    struct statx sx;
+    if (statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE | STATX_MNT_ID, &sx) != 0)
+        return Zb7_ErrnoToOSErr(errno);
+    if (!S_ISDIR(sx.stx_mode)) return -120;
+    mountId = (sx.stx_mask & STATX_MNT_ID) ? sx.stx_mnt_id
+                                           : (uint64_t(1) << 63) | (uint64_t(sx.stx_dev_major) << 32) | sx.stx_dev_minor;
+    return 0;
+}
+
+long FolderError(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP ? -120 : Zb7_ErrnoToOSErr(error); }
+
+// openat2 where the kernel has it: one call resolves the whole relative path without links or
+// mount crossings. 1 when the kernel lacks it.
+int OpenBeneath(int base, const std::string &relative) {
+    open_how how{};
+    how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
+    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS | RESOLVE_BENEATH;
+    const long fd = syscall(SYS_openat2, base, relative.c_str(), &how, sizeof how);
+    if (fd < 0 && errno == ENOSYS) return -2;
+    return int(fd);
+}
+
+}  // namespace
+
+ZbFolderHandle &ZbFolderHandle::operator=(ZbFolderHandle &&other) noexcept {
+    if (this != &other) {
+        Close();
+        fd = other.fd;
+        mountId = other.mountId;
+        other.fd = -1;
+    }
+    return *this;
+}
+
+ZbFolderHandle::~ZbFolderHandle() { Close(); }
+
+void ZbFolderHandle::Close() {
+    if (fd >= 0) close(fd);
+    fd = -1;
+}
+
+long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder) {
+    folder.Close();
+    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return FolderError(errno);
+    folder.fd = fd;
+    return MountOf(fd, folder.mountId);
+}
+
+long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<const std::string *> &names,
+                                 ZbFolderHandle &folder) {
+    folder.Close();
+    if (names.empty()) return -50;
+    int fd = -2;
+    if (names.size() > 1) {
+        std::string relative;
+        for (const std::string *name : names) relative.append(relative.empty() ? "" : "/").append(*name);
+        if (relative.size() < 4000) fd = OpenBeneath(base.fd, relative);
+        if (fd == -1) return errno == EXDEV ? -120 : FolderError(errno);
+    }
+    if (fd == -2) {
+        // One name at a time, each checked to be a folder of the same mount.
+        ZbFolderHandle step;
+        int from = base.fd;
+        for (const std::string *name : names) {
+            const int next = openat(from, name->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
+            if (next < 0) return FolderError(errno);
+            step.Close();
+            step.fd = next;
+            if (const long err = MountOf(next, step.mountId)) return err;
+            if (step.mountId != base.mountId) return -120;
+            from = next;
+        }
+        folder = std::move(step);
+        return 0;
+    }
+    folder.fd = fd;
+    if (const long err = MountOf(fd, folder.mountId)) return err;
+    return folder.mountId == base.mountId ? 0 : -120;
+}
+
+long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEntry> &entries) {
+    entries.clear();
+    struct LinuxDirent64 {
+        uint64_t d_ino;
+        int64_t d_off;
+        unsigned short d_reclen;
+        unsigned char d_type;
+        char d_name[1];
+    };
+    constexpr size_t kBufferSize = 256 * 1024;
+    std::unique_ptr<char[]> buffer(new char[kBufferSize]);
+    if (lseek(folder.fd, 0, SEEK_SET) < 0) return Zb7_ErrnoToOSErr(errno);
+    for (;;) {
+        const long n = syscall(SYS_getdents64, folder.fd, buffer.get(), kBufferSize);
+        if (n < 0) return Zb7_ErrnoToOSErr(errno);
+        if (n == 0) return 0;
+        for (long at = 0; at < n;) {
+            const auto *e = reinterpret_cast<const LinuxDirent64 *>(buffer.get() + at);
+            at += e->d_reclen;
+            const char *name = e->d_name;
+            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
+            ZbFolderEntry &entry = entries.emplace_back();
+            entry.name = name;
+            unsigned char type = e->d_type;
+            if (type == DT_UNKNOWN) {
+                struct stat st;
+                if (fstatat(folder.fd, name, &st, AT_SYMLINK_NOFOLLOW) == 0)
+                    type = S_ISDIR(st.st_mode) ? DT_DIR : S_ISLNK(st.st_mode) ? DT_LNK : DT_REG;
+            }
+            entry.kind = type == DT_DIR ? kZbEntryFolder : type == DT_LNK ? kZbEntryLink : kZbEntryFile;
+        }
+    }
+}
+
+uint16_t Zb7_PlatformFinderFlagsAt(const ZbFolderHandle &folder, const std::string &name) {
+    static bool noGetxattrat = false;  // set once when the kernel turns out to lack the call
+    unsigned char info[32];
+    long n = -1;
+    if (!__atomic_load_n(&noGetxattrat, __ATOMIC_RELAXED)) {
+        XattrArgs args{reinterpret_cast<uintptr_t>(info), sizeof info, 0};
+        n = syscall(SYS_getxattrat, folder.fd, name.c_str(), AT_SYMLINK_NOFOLLOW, kZbFinderInfoAttribute, &args,
+                    sizeof args);
+        if (n < 0 && errno == ENOSYS) __atomic_store_n(&noGetxattrat, true, __ATOMIC_RELAXED);
+    }
+    if (n < 0 && errno == ENOSYS) {
+        const std::string path = "/proc/self/fd/" + std::to_string(folder.fd) + "/" + name;
+        n = lgetxattr(path.c_str(), kZbFinderInfoAttribute, info, sizeof info);
+    }
+    if (n != long(sizeof info)) return 0;  // none, or not Finder information
+    return uint16_t(info[8] << 8 | info[9]);
+}
