@@ -146,9 +146,15 @@ int RunHelper(const std::vector<std::string> &args, const std::string &input, co
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
 }
 
+// Whether a program of that name is on the PATH or in the system's program folders.
 bool HelperExists(const char *name) {
-    for (const char *dir : {"/usr/sbin/", "/sbin/", "/usr/bin/", "/bin/"})
-        if (access((std::string(dir) + name).c_str(), X_OK) == 0) return true;
+    std::string folders = std::getenv("PATH") ? std::getenv("PATH") : "";
+    folders += ":/usr/sbin:/sbin:/usr/bin:/bin";
+    for (size_t start = 0; start <= folders.size();) {
+        const size_t end = std::min(folders.find(':', start), folders.size());
+        if (end > start && access((folders.substr(start, end - start) + "/" + name).c_str(), X_OK) == 0) return true;
+        start = end + 1;
+    }
     return false;
 }
 

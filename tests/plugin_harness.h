@@ -88,14 +88,16 @@ inline std::string Contents(const std::string &path) {
 }
 
 // Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
-// `mounts`; answers its output lines, or nothing when the namespace cannot be made.
+// `mounts` (through `launcher`, a command that runs another, when given); answers its output
+// lines, or nothing when the namespace cannot be made.
 inline std::vector<std::string> RunInPrivateMounts(const std::string &mounts,
-                                                   const std::vector<std::string> &calculations) {
+                                                   const std::vector<std::string> &calculations,
+                                                   const std::string &launcher = "") {
     namespace fs = std::filesystem;
     const std::string dir = (fs::temp_directory_path() / ("zerb-mounts-" + std::to_string(getpid()))).string();
     fs::create_directories(dir);
     std::ofstream script(dir + "/run.sh");
-    script << "set -e\n" << mounts << "\nexec '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
+    script << "set -e\n" << mounts << "\nexec " << launcher << " '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
     for (const auto &c : calculations) script << " '" << c << "'";
     script << " >'" << dir << "/out'\n";
     script.close();
