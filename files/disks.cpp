@@ -33,19 +33,16 @@ long VolumeNamed(std::string name, ZbVolume &volume) {
 
 // Files and folders on the volume below its root, never counting into another mount.
 void CountItems(const ZbVolume &volume, uint64_t &files, uint64_t &folders) {
-    files = folders = 0;
     FLswitchTag everything;
     everything.files = everything.folders = everything.showinvisibles = everything.showaliases = true;
     everything.mode = kZbListSearch;
     ZbSearchIterator walk;
     walk.volume = volume;
-    std::vector<ZbListItem> batch;
-    long err = 0;
-    do {
-        batch.clear();
-        err = Zb7_Mac_NameFileSearchXBetter(walk, everything, batch, 1000);
-        for (const ZbListItem &item : batch) ++(item.isFolder ? folders : files);
-    } while (err == 0);
+    walk.countOnly = true;
+    std::vector<ZbListItem> none;
+    while (Zb7_Mac_NameFileSearchXBetter(walk, everything, none, SIZE_MAX) == 0) {}
+    files = walk.files;
+    folders = walk.folders;
 }
 
 long DiskInfo(const fmx::DataVect &parameters, std::string &answer) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 #include "files/paths.h"
 #include "files/search.h"
@@ -74,28 +75,63 @@ void AppendInLineEncoding(std::string_view text, bool longnames, std::string &by
 
 bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b) {
     const size_t n = std::min(a.name.size(), b.name.size());
-    for (size_t i = 0; i < n; ++i) {
-        const unsigned char x = FoldedByte(static_cast<unsigned char>(a.name[i]));
-        const unsigned char y = FoldedByte(static_cast<unsigned char>(b.name[i]));
-        if (x != y) return x < y;
+    const auto *x = reinterpret_cast<const unsigned char *>(a.name.data());
+    const auto *y = reinterpret_cast<const unsigned char *>(b.name.data());
+    size_t i = 0;
+    while (i < n && x[i] == y[i]) ++i;  // equal bytes are equal letters: most names part here
+    for (; i < n; ++i) {
+        const unsigned char p = FoldedByte(x[i]), q = FoldedByte(y[i]);
+        if (p != q) return p < q;
     }
     if (a.name.size() != b.name.size()) return a.name.size() < b.name.size();
     return a.name < b.name;
 }
 
-bool ZbListsEntry(const ZbFolderHandle *folder, const ZbFolderEntry &entry, const FLswitchTag &switches) {
+bool ZbEntryNeedsFlags(const ZbFolderEntry &entry, const FLswitchTag &switches) {
     if (entry.kind == kZbEntryFolder ? !switches.folders : !switches.files) return false;
-    bool invisible = entry.name[0] == '.';
-    bool alias = entry.kind == kZbEntryLink;
-    if (invisible && !switches.showinvisibles) return false;
-    if (alias && !switches.showaliases) return false;
-    if ((!invisible && !switches.showinvisibles) || (!alias && !switches.showaliases)) {
-        const uint16_t flags = folder ? Zb7_PlatformFinderFlagsAt(*folder, entry.name) : 0;
-        invisible = invisible || (flags & kZbFinderFlagInvisible);
-        alias = alias || (flags & kZbFinderFlagAlias);
-    }
+    const bool invisible = entry.name[0] == '.', alias = entry.kind == kZbEntryLink;
+    if ((invisible && !switches.showinvisibles) || (alias && !switches.showaliases)) return false;
+    return !switches.showinvisibles || !switches.showaliases;
+}
+
+bool ZbListsEntry(const ZbFolderEntry &entry, const FLswitchTag &switches, uint16_t finderFlags) {
+    if (entry.kind == kZbEntryFolder ? !switches.folders : !switches.files) return false;
+    const bool invisible = entry.name[0] == '.' || (finderFlags & kZbFinderFlagInvisible);
+    const bool alias = entry.kind == kZbEntryLink || (finderFlags & kZbFinderFlagAlias);
     return (switches.showinvisibles || !invisible) && (switches.showaliases || !alias);
 }
+
+namespace {
+
+// The Finder flags of the entries the switches need them for. A large folder's are read by two
+// threads at once: each read is a system call of its own.
+void ReadFinderFlags(ZbFolderCatalog &catalog, const FLswitchTag &switches) {
+    std::vector<size_t> wanted;
+    for (size_t i = 0; i < catalog.entries.size(); ++i)
+        if (ZbEntryNeedsFlags(catalog.entries[i], switches)) wanted.push_back(i);
+    catalog.finderFlags.assign(catalog.entries.size(), 0);
+    const auto read = [&](const ZbFolderHandle &folder, size_t from, size_t to) {
+        for (size_t k = from; k < to; ++k)
+            catalog.finderFlags[wanted[k]] = Zb7_PlatformFinderFlagsAt(folder, catalog.entries[wanted[k]].name);
+    };
+    constexpr size_t kShared = 2000;  // below this a second thread costs more than it saves
+    std::thread helper;
+    ZbFolderHandle second;
+    size_t half = wanted.size();
+    if (wanted.size() >= kShared && std::thread::hardware_concurrency() > 1 &&
+        Zb7_PlatformDuplicateFolder(catalog.folder, second) == 0) {
+        try {
+            helper = std::thread(read, std::cref(second), wanted.size() / 2, wanted.size());
+            half = wanted.size() / 2;
+        } catch (...) {
+            // No thread: all read here.
+        }
+    }
+    read(catalog.folder, 0, half);
+    if (helper.joinable()) helper.join();
+}
+
+}  // namespace
 
 long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, std::vector<ZbListItem> &items,
                          size_t maxItems, size_t *index) {
@@ -104,13 +140,14 @@ long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, 
         if (const long err = Zb7_PlatformOpenFolder(catalog.path, catalog.folder)) return err;
         if (const long err = Zb7_PlatformReadFolder(catalog.folder, catalog.entries)) return err;
         std::sort(catalog.entries.begin(), catalog.entries.end(), ZbCatalogOrder);
+        ReadFinderFlags(catalog, switches);
         catalog.read = true;
     }
     size_t kept = 0;
     for (; kept < maxItems; ++*index) {
         if (*index > catalog.entries.size()) return -43;
         const ZbFolderEntry &entry = catalog.entries[*index - 1];
-        if (!ZbListsEntry(&catalog.folder, entry, switches)) continue;
+        if (!ZbListsEntry(entry, switches, catalog.finderFlags[*index - 1])) continue;
         items.push_back({entry.name, {}, entry.kind == kZbEntryFolder});
         ++kept;
     }

@@ -4,6 +4,7 @@
 #define ZERB_FILES_FILE_LIST_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -40,11 +41,13 @@ struct ZbListItem {
 // The order of entries in a listing: letters A to Z compared without regard to case, then bytes.
 bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b);
 
-// Whether an entry is invisible or an alias file, and whether the switches list it: a folder
-// with "folders", a file (a symbolic link is an alias file) with "files"; invisible items (a name
-// beginning with "." or the invisible Finder flag) only with "showinvisibles", alias files only
-// with "showaliases". The Finder flags are read only when they can change the answer.
-bool ZbListsEntry(const ZbFolderHandle *folder, const ZbFolderEntry &entry, const FLswitchTag &switches);
+// Whether the switches list an entry: a folder with "folders", a file (a symbolic link is an
+// alias file) with "files"; invisible items (a name beginning with "." or the invisible Finder
+// flag) only with "showinvisibles", alias files (links, or the alias Finder flag) only with
+// "showaliases". ZbEntryNeedsFlags tells whether the answer depends on the entry's Finder flags,
+// which are read only then.
+bool ZbEntryNeedsFlags(const ZbFolderEntry &entry, const FLswitchTag &switches);
+bool ZbListsEntry(const ZbFolderEntry &entry, const FLswitchTag &switches, uint16_t finderFlags);
 
 // One folder's entries as a listing reads them, in catalog order: read and sorted once, at the
 // first fetch, then served by index.
@@ -52,6 +55,7 @@ struct ZbFolderCatalog {
     std::string path;  // the folder's absolute path
     ZbFolderHandle folder;
     std::vector<ZbFolderEntry> entries;
+    std::vector<uint16_t> finderFlags;  // by entry, where the switches need them
     bool read = false;
 };
 

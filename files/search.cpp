@@ -38,61 +38,163 @@ bool ZbSearchNameMatches(const std::string &name, const std::string &pattern, bo
 
 namespace {
 
-// Opens and reads the folder of the level just pushed; an unreadable one keeps no entries.
-void EnterLevel(ZbSearchIterator &search) {
-    auto &levels = search.levels;
-    ZbSearchIterator::Level &level = levels.back();
-    const size_t depth = levels.size() - 1;
-    // The deepest level above that still holds its folder open, and the names from it down.
-    size_t base = depth - 1;
-    while (levels[base].folder.fd < 0) --base;
+// Opens and reads the folder of the level just pushed, from the deepest level above that holds
+// its folder open (the volume's root at the bottom); an unreadable folder keeps no entries.
+void EnterLevel(const ZbFolderHandle &root, std::vector<ZbSearchLevel> &levels) {
+    ZbSearchLevel &level = levels.back();
+    size_t base = levels.size() - 1;
+    while (base > 0 && levels[base - 1].folder.fd < 0) --base;
     std::vector<const std::string *> names;
-    for (size_t k = base + 1; k <= depth; ++k) names.push_back(&levels[k].name);
-    if (Zb7_PlatformOpenFolderBelow(levels[base].folder, names, level.folder) != 0) return;
+    for (size_t k = base; k < levels.size(); ++k) names.push_back(&levels[k].name);
+    if (Zb7_PlatformOpenFolderBelow(base > 0 ? levels[base - 1].folder : root, names, level.folder) != 0) return;
     if (Zb7_PlatformReadFolder(level.folder, level.entries) != 0) level.entries.clear();
     std::sort(level.entries.begin(), level.entries.end(), ZbCatalogOrder);
-    if (depth >= kZbSearchOpenLevels) level.folder.Close();
+    if (levels.size() >= kZbSearchOpenLevels) level.folder.Close();
 }
 
-}  // namespace
+// One entry met by the walk: listed or counted when it matches.
+void Meet(const ZbSearchIterator &search, const ZbSearchLevel &level, const ZbFolderEntry &entry,
+          std::vector<ZbListItem> &items, uint64_t &files, uint64_t &folders) {
+    if (!ZbSearchNameMatches(entry.name, search.pattern, search.switches.exactName)) return;
+    const bool flagsRead = level.folder.fd >= 0 && ZbEntryNeedsFlags(entry, search.switches);
+    if (!ZbListsEntry(entry, search.switches, flagsRead ? Zb7_PlatformFinderFlagsAt(level.folder, entry.name) : 0))
+        return;
+    const bool isFolder = entry.kind == kZbEntryFolder;
+    if (search.countOnly)
+        ++(isFolder ? folders : files);
+    else
+        items.push_back({entry.name, ZbJoinPath(level.path, entry.name), isFolder});
+}
 
-long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &switches,
-                                   std::vector<ZbListItem> &items, size_t maxItems) {
-    auto &levels = search.levels;
-    if (!search.started) {
-        search.started = true;
-        search.pattern = ZbSearchPattern(switches.searchName);
-        ZbSearchIterator::Level &root = levels.emplace_back();
-        root.path = search.volume.mountPoint;
-        if (const long err = Zb7_PlatformOpenFolder(root.path, root.folder)) {
-            levels.clear();
-            return err;
-        }
-        if (const long err = Zb7_PlatformReadFolder(root.folder, root.entries)) {
-            levels.clear();
-            return err;
-        }
-        std::sort(root.entries.begin(), root.entries.end(), ZbCatalogOrder);
-    }
-    const size_t wanted = items.size() + maxItems;
-    while (items.size() < wanted) {
-        if (levels.empty()) return -43;
-        ZbSearchIterator::Level &level = levels.back();
+// The whole walk below one folder at the top of the volume.
+void RunTask(const ZbSearchIterator &search, size_t index, ZbSearchIterator::Task &task) {
+    std::vector<ZbSearchLevel> levels;
+    ZbSearchLevel &top = levels.emplace_back();
+    top.name = search.root.entries[index].name;
+    top.path = ZbJoinPath(search.root.path, top.name);
+    EnterLevel(search.root.folder, levels);
+    while (!levels.empty() && !search.stop) {
+        ZbSearchLevel &level = levels.back();
         if (level.next == level.entries.size()) {
             levels.pop_back();
             continue;
         }
         const ZbFolderEntry &entry = level.entries[level.next++];
-        const bool isFolder = entry.kind == kZbEntryFolder;
-        if (ZbSearchNameMatches(entry.name, search.pattern, switches.exactName) &&
-            ZbListsEntry(level.folder.fd >= 0 ? &level.folder : nullptr, entry, switches))
-            items.push_back({entry.name, ZbJoinPath(level.path, entry.name), isFolder});
-        if (isFolder) {
-            ZbSearchIterator::Level &child = levels.emplace_back();
-            const ZbSearchIterator::Level &parent = levels[levels.size() - 2];
-            child.name = parent.entries[parent.next - 1].name;
-            child.path = ZbJoinPath(parent.path, child.name);
-            EnterLevel(search);
+        Meet(search, level, entry, task.items, task.files, task.folders);
+        if (entry.kind == kZbEntryFolder) {
+            ZbSearchLevel child;
+            child.name = entry.name;
+            child.path = ZbJoinPath(level.path, entry.name);
+            levels.push_back(std::move(child));
+            EnterLevel(search.root.folder, levels);
+        }
+    }
+}
+
+// Runs the task at index, unless it is not a folder's, and marks it done.
+void Complete(ZbSearchIterator &search, size_t index) {
+    ZbSearchIterator::Task &task = search.tasks[index];
+    if (search.root.entries[index].kind == kZbEntryFolder) {
+        try {
+            RunTask(search, index, task);
+        } catch (...) {
+            task.failed = true;  // walked again by the thread that needs it
+        }
+    }
+    {
+        std::lock_guard<std::mutex> lock(search.mutex);
+        task.done = true;
+    }
+    search.finished.notify_all();
+}
+
+// The helper: takes the next task nobody has taken until none is left or the walk is stopped.
+void HelpWith(ZbSearchIterator &search) {
+    for (size_t index; (index = search.claimed.fetch_add(1)) < search.tasks.size() && !search.stop;)
+        Complete(search, index);
+}
+
+// The task of a folder at the top, complete. While the helper is still on it, this thread takes
+// the next tasks nobody has taken, so that both keep working.
+ZbSearchIterator::Task &TaskOf(ZbSearchIterator &search, size_t index) {
+    ZbSearchIterator::Task &task = search.tasks[index];
+    for (;;) {
+        {
+            std::unique_lock<std::mutex> lock(search.mutex);
+            if (task.done) break;
+        }
+        const size_t next = search.claimed.fetch_add(1);
+        if (next < search.tasks.size()) {
+            Complete(search, next);
+            continue;
+        }
+        std::unique_lock<std::mutex> lock(search.mutex);
+        search.finished.wait(lock, [&] { return task.done; });
+        break;
+    }
+    if (task.failed) {
+        task = {};
+        RunTask(search, index, task);
+    }
+    return task;
+}
+
+long StartSearch(ZbSearchIterator &search, const FLswitchTag &switches) {
+    search.started = true;
+    search.switches = switches;
+    search.pattern = ZbSearchPattern(switches.searchName);
+    search.root.path = search.volume.mountPoint;
+    if (const long err = Zb7_PlatformOpenFolder(search.root.path, search.root.folder)) return err;
+    if (const long err = Zb7_PlatformReadFolder(search.root.folder, search.root.entries)) return err;
+    std::sort(search.root.entries.begin(), search.root.entries.end(), ZbCatalogOrder);
+    search.tasks.resize(search.root.entries.size());
+    const auto folders = std::count_if(search.root.entries.begin(), search.root.entries.end(),
+                                       [](const ZbFolderEntry &e) { return e.kind == kZbEntryFolder; });
+    if (folders > 1 && std::thread::hardware_concurrency() > 1) {
+        try {
+            search.helper = std::thread(HelpWith, std::ref(search));
+        } catch (...) {
+            // No helper: the calling thread walks every task.
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+ZbSearchIterator::~ZbSearchIterator() {
+    stop = true;
+    if (helper.joinable()) helper.join();
+}
+
+long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &switches,
+                                   std::vector<ZbListItem> &items, size_t maxItems) {
+    if (!search.started)
+        if (const long err = StartSearch(search, switches)) return err;
+    const size_t wanted = items.size() + maxItems;
+    while (items.size() < wanted) {
+        if (search.serving != SIZE_MAX) {
+            ZbSearchIterator::Task &task = search.tasks[search.serving];
+            const size_t n = std::min(wanted - items.size(), task.items.size() - search.served);
+            std::move(task.items.begin() + long(search.served), task.items.begin() + long(search.served + n),
+                      std::back_inserter(items));
+            search.served += n;
+            if (search.served < task.items.size()) continue;
+            search.files += task.files;
+            search.folders += task.folders;
+            task = {};  // its memory goes back at once
+            task.done = true;
+            search.serving = SIZE_MAX;
+            continue;
+        }
+        if (search.rootNext == search.root.entries.size()) return -43;
+        const size_t index = search.rootNext++;
+        const ZbFolderEntry &entry = search.root.entries[index];
+        Meet(search, search.root, entry, items, search.files, search.folders);
+        if (entry.kind == kZbEntryFolder) {
+            TaskOf(search, index);
+            search.serving = index;
+            search.served = 0;
         }
     }
     return 0;

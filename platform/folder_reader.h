@@ -42,6 +42,10 @@ long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder);
 long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<const std::string *> &names,
                                  ZbFolderHandle &folder);
 
+// A second handle of the same open folder, for another thread (threads that share one descriptor
+// contend for it on every call).
+long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy);
+
 // Every entry of the folder except "." and "..", in the order the file system keeps them.
 long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEntry> &entries);
 

@@ -112,6 +112,14 @@ long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<c
     return folder.mountId == base.mountId ? 0 : -120;
 }
 
+long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy) {
+    copy.Close();
+    copy.fd = fcntl(folder.fd, F_DUPFD_CLOEXEC, 0);
+    if (copy.fd < 0) return Zb7_ErrnoToOSErr(errno);
+    copy.mountId = folder.mountId;
+    return 0;
+}
+
 long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEntry> &entries) {
     entries.clear();
     struct LinuxDirent64 {
@@ -121,8 +129,10 @@ long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEn
         unsigned char d_type;
         char d_name[1];
     };
-    constexpr size_t kBufferSize = 256 * 1024;
-    std::unique_ptr<char[]> buffer(new char[kBufferSize]);
+    // One buffer per thread, kept: a walk reads thousands of folders, and a fresh buffer of this
+    // size would be mapped and unmapped for each.
+    constexpr size_t kBufferSize = 64 * 1024;
+    thread_local std::unique_ptr<char[]> buffer(new char[kBufferSize]);
     if (lseek(folder.fd, 0, SEEK_SET) < 0) return Zb7_ErrnoToOSErr(errno);
     for (;;) {
         const long n = syscall(SYS_getdents64, folder.fd, buffer.get(), kBufferSize);

@@ -2,5 +2,7 @@
 # Sets up, builds and runs every test.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
+# A real share can be mounted only where the kernel has cifs: then samba serves one to the tests.
+if grep -qw cifs /proc/filesystems 2>/dev/null; then bash "$root/scripts/setup.sh" samba cifs-utils; fi
 bash "$root/scripts/build.sh" "$root/build"
 cd "$root/build" && ctest --output-on-failure
