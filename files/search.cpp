@@ -5,6 +5,7 @@
 
 #include "files/fsspec.h"
 #include "files/paths.h"
+#include "platform/finder_info.h"
 #include "plugin/handlers.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
@@ -56,9 +57,18 @@ void EnterLevel(const ZbFolderHandle &root, std::vector<ZbSearchLevel> &levels) 
 void Meet(const ZbSearchIterator &search, const ZbSearchLevel &level, const ZbFolderEntry &entry,
           std::vector<ZbListItem> &items, uint64_t &files, uint64_t &folders) {
     if (!ZbSearchNameMatches(entry.name, search.pattern, search.switches.exactName)) return;
-    const bool flagsRead = level.folder.fd >= 0 && ZbEntryNeedsFlags(entry, search.switches);
-    if (!ZbListsEntry(entry, search.switches, flagsRead ? Zb7_PlatformFinderFlagsAt(level.folder, entry.name) : 0))
-        return;
+    uint16_t flags = 0;
+    if (ZbEntryNeedsFlags(entry, search.switches)) {
+        if (level.folder.fd >= 0) {
+            flags = Zb7_PlatformFinderFlagsAt(level.folder, entry.name);
+        } else {
+            // A folder deeper than the levels held open: by path.
+            ZbFinderInfo info;
+            Zb7_PlatformGetFinderInfo(ZbJoinPath(level.path, entry.name), info);
+            flags = info.Flags();
+        }
+    }
+    if (!ZbListsEntry(entry, search.switches, flags)) return;
     const bool isFolder = entry.kind == kZbEntryFolder;
     if (search.countOnly)
         ++(isFolder ? folders : files);

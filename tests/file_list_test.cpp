@@ -260,18 +260,29 @@ TEST(SearchVolumes, URLMountPassesThePasswordOnlyThroughAPipe) {
     fs::create_directories(dir);
     std::ofstream(dir + "/mount.cifs") << "#!/bin/sh\n"
                                           "{ echo \"args: $*\"; env | grep -i pass; ps -o args= -p $$;\n"
-                                          "  echo \"fd: $(cat <&${PASSWD_FD})\"; } >" << dir << "/log\n";
+                                          "  echo \"fd: $(cat <&${PASSWD_FD})\"; } >>" << dir << "/log\n"
+                                          "case \"$*\" in *broken*) exit 32;; esac\n";
     fs::permissions(dir + "/mount.cifs", fs::perms::owner_all);
     const auto lines = zerbtest::RunInPrivateMounts(
         "mount -t tmpfs tmpfs /media\nunset DBUS_SESSION_BUS_ADDRESS\nexport PATH=" + dir + ":$PATH",
-        {R"(ZbFile_MountDisk("";"";"smb://127.0.0.1";"share";"ann";"s3cr3t"))"});
+        {R"(ZbFile_MountDisk("";"";"smb://127.0.0.1";"share";"ann";"s3cr3t"))",
+         R"(ZbFile_MountDisk("";"";"smb://127.0.0.1/";"broken";"ann";"s3cr3t"))", R"(ZbFile_Exists("";"/media/share"))",
+         R"(ZbFile_Exists("";"/media/broken"))"});
     if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
-    EXPECT_EQ(lines, std::vector<std::string>{"0"});
+    // A refused mount leaves no mount point behind.
+    EXPECT_EQ(lines, (std::vector<std::string>{"0", "$$-5023", "1", "0"}));
     std::ifstream in(dir + "/log");
     std::string log((std::istreambuf_iterator<char>(in)), {});
     EXPECT_NE(log.find("args: //127.0.0.1/share /media/share -o username=ann"), std::string::npos) << log;
     EXPECT_NE(log.find("fd: s3cr3t"), std::string::npos) << log;
-    EXPECT_EQ(log.find("s3cr3t"), log.rfind("s3cr3t")) << log;  // nowhere else
+    EXPECT_NE(log.find("args: //127.0.0.1/broken /media/broken -o username=ann"), std::string::npos) << log;
+    // Nowhere but on the descriptor, in either call.
+    size_t count = 0;
+    for (size_t at = log.find("s3cr3t"); at != std::string::npos; at = log.find("s3cr3t", at + 1)) {
+        EXPECT_EQ(log.compare(at - 4, 4, "fd: "), 0) << log;
+        ++count;
+    }
+    EXPECT_EQ(count, 2u);
     fs::remove_all(dir);
 }
 
@@ -302,4 +313,30 @@ TEST(SearchVolumes, RealSambaShare) {
     EXPECT_NE(std::find(lines.begin(), lines.end(), "share"), lines.end());
     EXPECT_EQ(lines[lines.size() - 2], "1");
     EXPECT_EQ(lines.back(), "0");
+}
+
+// A tree deeper than the walk keeps folders open (and, further down, deeper than one relative
+// path reaches): matches below are found, and a flagged file there is still invisible.
+TEST(SearchVolumes, TreesDeeperThanTheFoldersHeldOpen) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a test volume needs root";
+    std::string at300;
+    for (int i = 0; i < 300; ++i) at300 += "/ddd";
+    const auto lines = zerbtest::RunInPrivateMounts(
+        // Paths this long are out of the shell's reach: made folder by folder from descriptors.
+        "mount -t tmpfs tmpfs /mnt\nmkdir /mnt/Deep\nmount -t tmpfs tmpfs /mnt/Deep\npython3 -c \"\n"
+        "import os\nfd = os.open('/mnt/Deep', os.O_RDONLY)\n"
+        "def touch(name): os.close(os.open(name, os.O_CREAT | os.O_WRONLY, 0o644, dir_fd=fd))\n"
+        "for i in range(1, 1501):\n"
+        "    os.mkdir('ddd', dir_fd=fd); sub = os.open('ddd', os.O_RDONLY, dir_fd=fd); os.close(fd); fd = sub\n"
+        "    if i == 300: touch('seen'); touch('hidden')\n"
+        "    if i == 1400: touch('far')\n\"",
+        {"ZbFile_SetFileAttribute(\"-hide\";\"/mnt/Deep" + at300 + "/hidden\")",
+         R"(ZbFile_Search("files";"Deep";"seen"))", R"(ZbFile_Search("files";"Deep";"hidden"))",
+         R"(ZbFile_Search("files showinvisibles";"Deep";"hidden"))",
+         R"(ZbFile_Search("files";"Deep";"far"))", R"(ZbFile_DiskInfo("GetFolderCount";"Deep"))"});
+    if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
+    std::string folder = "Deep";
+    for (int i = 0; i < 300; ++i) folder += ":ddd";
+    // The far file's path passes the 5000 bytes a path line can hold.
+    EXPECT_EQ(lines, (std::vector<std::string>{"0", folder + ":seen", "", folder + ":hidden", "$$-207", "1500"}));
 }
