@@ -77,6 +77,8 @@ fmx::errcode ZbFile7_DoMountDisk(short functionId, const fmx::ExprEnv &env, cons
                                  fmx::Data &result);
 fmx::errcode ZbFile7_DoUnmountDisk(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                    fmx::Data &result);
+fmx::errcode ZbFile7_DoMetaData(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

@@ -56,7 +56,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4252, 2, 3, kNotAvailable},      // Launch
     {4253, 1, 1, ZbFile7_DoListDisks},  // ListDisks
     {4254, 2, 2, ZbFile7_DoListFolder},  // ListFolder
-    {4260, 2, 2, kNotAvailable},      // MetaData
+    {4260, 2, 2, ZbFile7_DoMetaData},  // MetaData
     {4261, 4, 6, ZbFile7_DoMountDisk},  // MountDisk
     {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
     {4263, 2, 3, kNotAvailable},      // ReferenceToClip
