@@ -12,10 +12,14 @@
 //                      for a name fragment and for an exact name over a volume of about 200,000
 //                      entries (a tmpfs mounted in a private mount namespace, so root only)
 //                      against find -iname and fdfind -HI
+//   metadata           MetaData of IPTC, EXIF, XMP and comments over a few hundred camera JPEGs (the
+//                      goexif samples Debian ships, copied) against exiv2 -pa and exiftool -fast, one
+//                      process each over all the files
 // Each measurement is the best of a few runs. Not a test: the numbers depend on the machine; the
 // printed ratios (ours / theirs in time: below 1 means ours is faster) are what to compare.
 //
-// zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--list N] [--search N] [--runs N]
+// zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--list N] [--search N] [--images N]
+// [--runs N]
 // (0 skips a part)
 #include <fcntl.h>
 #include <sched.h>
@@ -337,10 +341,44 @@ void BenchSearch(size_t made) {
     umount2("/mnt/ZerbBench", MNT_DETACH);
 }
 
+void BenchMetaData(size_t count, const fs::path &dir) {
+    const fs::path samples = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/samples";
+    if (!fs::exists(samples) || std::system("command -v exiv2 >/dev/null && command -v exiftool >/dev/null") != 0) {
+        std::printf("MetaData: skipped (needs golang-github-rwcarlsen-goexif-dev, exiv2 and libimage-exiftool-perl)\n");
+        return;
+    }
+    const fs::path folder = dir / "meta";
+    fs::create_directories(folder);
+    std::vector<fs::path> originals;
+    for (const auto &e : fs::directory_iterator(samples))
+        if (e.path().extension() == ".jpg") originals.push_back(e.path());
+    std::vector<std::string> files;
+    for (size_t k = 0; files.size() < count && !originals.empty(); ++k) {
+        const fs::path to = folder / ("photo " + std::to_string(k) + ".jpg");
+        fs::copy_file(originals[k % originals.size()], to);
+        files.push_back(to.string());
+    }
+    std::vector<std::unique_ptr<fmx::DataVectUniquePtr>> calls;
+    for (const std::string &f : files) calls.push_back(Parameters({"GetIPTC GetExif GetXMP GetJPEGComment", f}));
+    const double ours = Best([&] {
+        for (const auto &parameters : calls) {
+            fmx::DataUniquePtr result;
+            zhost::CallFunction(u"ZbFile_MetaData", **parameters, *result);
+        }
+    });
+    const std::string all = "'" + folder.string() + "'/*.jpg";
+    const double exiv2 = Best([&] { (void)!std::system(("exiv2 -pa " + all + " >/dev/null 2>&1").c_str()); });
+    const double exiftool = Best([&] { (void)!std::system(("exiftool -fast " + all + " >/dev/null 2>&1").c_str()); });
+    const std::string label = "MetaData of " + std::to_string(files.size()) + " JPEGs";
+    Report(label.c_str(), ours, "exiv2 -pa", exiv2, "s", 1);
+    Report(label.c_str(), ours, "exiftool -fast", exiftool, "s", 1);
+    fs::remove_all(folder);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    size_t files = 10000, copyMB = 1024, treeFiles = 10000, textMB = 1024, listFiles = 100000, searchEntries = 200000;
+    size_t files = 10000, copyMB = 1024, treeFiles = 10000, textMB = 1024, listFiles = 100000, searchEntries = 200000, images = 300;
     for (int a = 1; a + 1 < argc; a += 2) {
         const std::string option = argv[a];
         const size_t value = std::strtoul(argv[a + 1], nullptr, 10);
@@ -350,10 +388,11 @@ int main(int argc, char **argv) {
         else if (option == "--text-mb") textMB = value;
         else if (option == "--list") listFiles = value;
         else if (option == "--search") searchEntries = value;
+        else if (option == "--images") images = value;
         else if (option == "--runs") gRuns = int(std::max<size_t>(value, 1));
         else {
             std::fprintf(stderr, "usage: zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--list N] "
-                                 "[--search N] [--runs N]\n");
+                                 "[--search N] [--images N] [--runs N]\n");
             return 2;
         }
     }
@@ -375,6 +414,7 @@ int main(int argc, char **argv) {
     if (treeFiles) BenchTree(treeFiles, dir);
     if (textMB) BenchContents(textMB, dir);
     if (listFiles) BenchListing(listFiles, dir);
+    if (images) BenchMetaData(images, dir);
     fs::remove_all(dir);
     if (searchEntries) BenchSearch(searchVolume);
     return 0;

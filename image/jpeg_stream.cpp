@@ -162,7 +162,7 @@ long Process_M_APP1(Zb7RW_Reader &in, int mode, ZbTextEncoding encoding, fmx::Te
     if (exif) return Zb7RW_SkipBytes(in, remaining - read);
     if (remaining > kZbMaxAPP1Data) return -207;
     std::vector<unsigned char> data(remaining);
-    std::memcpy(data.data(), head, read);
+    if (read > 0) std::memcpy(data.data(), head, read);
     unsigned long got = 0;
     if (const long err = Zb7RW_ReadNextNBytes(in, data.data() + read, remaining - read, &got)) return err;
     if (got != remaining - read) return -302;

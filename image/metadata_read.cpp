@@ -201,6 +201,7 @@ long Zb7_Process_EXIF(Zb7RW_Reader &in, uint32_t length, ZbTextEncoding encoding
 }
 
 long Zb7_XMPToTxt(const unsigned char *data, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
+    if (length == 0) return -2158;
     const auto *zero = static_cast<const unsigned char *>(std::memchr(data, 0, length));
     if (!zero) return -2158;
     for (const unsigned char *p = data; p < zero; ++p) XP7_AppendCharToTxt(char(*p), out, encoding);
