@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "files/fork_io.h"
+#include "files/new_contents.h"
 #include "files/paths.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
@@ -147,7 +148,6 @@ long Substitute(const fmx::DataVect &parameters) {
     std::string search = SearchBytes(searchText, encoding);
     XP7_GetNextTxtFromVect(parameters, replacementText, &cursor);
     if (search.empty() || sourceText->GetSize() == 0) return kZbErrParameter;
-    const bool inPlace = destinationText->GetSize() == 0 || *destinationText == *sourceText;
     const std::string replacement = ReplacementBytes(replacementText, encoding);
     if (ignoreCase)
         for (char &c : search) c = char(ZbLowerByte(static_cast<unsigned char>(c)));
@@ -161,31 +161,15 @@ long Substitute(const fmx::DataVect &parameters) {
     if (const long err = Zb7_PlatformOpenDataFork(sourcePath, false, source)) return err;
 
     // The new contents are made in a new file beside their place and put there only when whole.
-    std::string folder, name;
-    const std::string temporaryName = "ZERBTMP" + std::to_string(Zb7_PlatformCurrentDateTime());
-    if (inPlace) {
-        folder = ZbFolderOfPath(sourcePath);
-    } else {
-        FSSpec folderRef;
-        if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(*destinationText), folderRef, name)) return err;
-        if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, folder)) return err;
-        ZbItemInfo existing;
-        if (Zb7_PlatformGetItemInfo(ZbJoinPath(folder, name), existing) == 0) return -48;  // never overwritten
-    }
-    ZbFork destination;
-    if (const long err = Zb7_PlatformOpenNewFile(folder, temporaryName, destination)) return err;
-    long err = Zb7_Substitute(source, destination, search, replacement, ignoreCase, inPlace);
-    if (err == 0 && inPlace) err = Zb7_PlatformReplaceWith(destination, sourcePath, temporaryName);
-    if (err == 0 && !inPlace) {
-        // A separate destination gets the source's type and creator, as a file made for it.
-        ZbFinderInfo sourceInfo, newInfo;
-        Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
-        newInfo.SetType(sourceInfo.Type());
-        newInfo.SetCreator(sourceInfo.Creator());
-        err = Zb7_PlatformNameNewFile(destination, folder, name, newInfo);
-    }
-    if (err) Zb7_PlatformDiscardNewFile(destination);
-    return err;
+    ZbNewContents contents;
+    if (const long err = Zb7_BeginNewContents(sourcePath, *sourceText, *destinationText, contents)) return err;
+    const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase, contents.inPlace);
+    // A separate destination gets the source's type and creator, as a file made for it.
+    ZbFinderInfo sourceInfo, newInfo;
+    if (!contents.inPlace) Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
+    newInfo.SetType(sourceInfo.Type());
+    newInfo.SetCreator(sourceInfo.Creator());
+    return Zb7_FinishNewContents(contents, err, newInfo);
 }
 
 }  // namespace

@@ -45,10 +45,13 @@ long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &tempo
 // beside it and exchanged with it in one step, and the old contents go with the temporary name.
 // Where the file system cannot exchange, the new file is renamed over the old one.
 long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName);
-// Gives the new file its Finder information (unless all zero; a file system without extended
-// attributes does without) and the name `name` in `folder`, never replacing anything (-48).
+// Gives the new file the permissions of a newly created file, its Finder information (unless all
+// zero; a file system without extended attributes does without) and the name `name` in `folder`,
+// never replacing anything (-48).
 long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
                              const ZbFinderInfo &info);
+// Gives the new file an extended attribute (a file system without them does without).
+long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::string &value);
 // Removes a new file that is not to be put in place (nothing to do for one without a name).
 void Zb7_PlatformDiscardNewFile(ZbFork &fork);
 

@@ -129,8 +129,28 @@ long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::s
     return 0;
 }
 
+namespace {
+
+// The process's file-mode creation mask, read without changing it (umask(2) can only set it).
+mode_t CreationMask() {
+    FILE *status = std::fopen("/proc/self/status", "re");
+    unsigned mask = 022;
+    if (status) {
+        char line[256];
+        while (std::fgets(line, sizeof line, status))
+            if (std::sscanf(line, "Umask: %o", &mask) == 1) break;
+        std::fclose(status);
+    }
+    return mode_t(mask);
+}
+
+}  // namespace
+
 long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
                              const ZbFinderInfo &info) {
+    // A new file under its own name gets the permissions any new file gets (it was made private
+    // while it was being written).
+    if (ZbSys_fchmod(fork.fd, 0666 & ~CreationMask()) != 0) return Zb7_ErrnoToOSErr(errno);
     if (info.bytes != ZbFinderInfo{}.bytes &&
         ZbSys_fsetxattr(fork.fd, kZbFinderInfoAttribute, info.bytes.data(), info.bytes.size(), 0) != 0 &&
         errno != ENOTSUP)
@@ -140,6 +160,12 @@ long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std:
     if (ZbSys_renameat2(AT_FDCWD, fork.temporaryPath.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0)
         return Zb7_ErrnoToOSErr(errno);
     fork.temporaryPath.clear();
+    return 0;
+}
+
+long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::string &value) {
+    if (ZbSys_fsetxattr(fork.fd, name, value.data(), value.size(), 0) != 0 && errno != ENOTSUP)
+        return Zb7_ErrnoToOSErr(errno);
     return 0;
 }
 

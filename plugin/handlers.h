@@ -79,6 +79,8 @@ fmx::errcode ZbFile7_DoUnmountDisk(short functionId, const fmx::ExprEnv &env, co
                                    fmx::Data &result);
 fmx::errcode ZbFile7_DoMetaData(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                 fmx::Data &result);
+fmx::errcode ZbFile7_DoSetMetaData(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                                   fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

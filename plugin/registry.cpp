@@ -83,7 +83,7 @@ struct ZbGroup {
 };
 
 constexpr ZbGroup kGroups[] = {
-    {kZbGroupSetMetaData, {{4287, 4, 4, kNotAvailable}}, 1},
+    {kZbGroupSetMetaData, {{4287, 4, 4, ZbFile7_DoSetMetaData}}, 1},
     {kZbGroupLastAccessed,
      {{4291, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},
       {4292, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},

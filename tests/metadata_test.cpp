@@ -1,9 +1,11 @@
 // MetaData on JPEG files built here byte by byte (every rule of the text format, the scan's
 // markers and errors) and on files from outside the project: the camera JPEGs Debian ships with
 // the goexif package, checked against exiftool, and IPTC, comments and XMP written by exiftool.
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -12,6 +14,8 @@
 #include <sstream>
 #include <vector>
 
+#include "platform/system_calls.h"
+#include "plugin/handlers.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
@@ -281,5 +285,191 @@ TEST_F(MetaData, WhatExiftoolWritesReadsBack) {
                   std::string::npos)
             << out;
         EXPECT_NE(out.find("Iptc.Application2.Caption                    String      9  A caption"), std::string::npos);
+    }
+}
+
+// ---- SetMetaData ----
+
+namespace {
+
+std::string Bytes(const std::string &path) { return zerbtest::Contents(path); }
+
+// The data of the first APP13 segment of a JPEG, empty when it has none.
+std::string FirstAPP13(const std::string &jpeg) {
+    for (size_t at = 2; at + 4 <= jpeg.size() && uint8_t(jpeg[at]) == 0xFF;) {
+        const size_t length = size_t(uint8_t(jpeg[at + 2])) << 8 | uint8_t(jpeg[at + 3]);
+        if (uint8_t(jpeg[at + 1]) == 0xED) return jpeg.substr(at + 4, length - 2);
+        if (uint8_t(jpeg[at + 1]) == 0xDA) break;
+        at += 2 + length;
+    }
+    return {};
+}
+
+class SetMetaData : public MetaData {
+protected:
+    void SetUp() override {
+        MetaData::SetUp();
+        Call("ZbFile_Version", {"-RegisterSetMetaDataFunction"});
+    }
+    std::string Set(const std::string &switches, const std::string &source, const std::string &destination,
+                    const std::string &text) {
+        return Call("ZbFile_SetMetaData", {switches, source, destination, text});
+    }
+};
+
+const std::string kTwoItems = "\r##IPTC 5\rTitle\r##END 5\r##IPTC 120\rCaption\r##END 120";
+
+}  // namespace
+
+TEST_F(SetMetaData, WritesTheIPTCBlockIntoANewOrTheOldAPP13) {
+    const std::string plain = Write(kSOI + Segment(0xE0, std::string("JFIF\0\1\1", 7)) + kFrame + kEOI);
+    const std::string out = dir + "/out.jpg";
+    ASSERT_EQ(Set("-SetIPTC", plain, out, kTwoItems), "0");
+    const std::string block = std::string("\x1C\x02\x00\x00\x02\x00\x04", 7) + Dataset(2, 5, "Title") +
+                              Dataset(2, 120, "Caption");
+    EXPECT_EQ(FirstAPP13(Bytes(out)), std::string("Photoshop 3.0\0", 14) + "8BIM\x04\x04" + std::string(2, '\0') +
+                                          U32(uint32_t(block.size())) + block + std::string(1, '\0'));
+    EXPECT_EQ(Call("ZbFile_MetaData", {"GetIPTC", out}), std::string("\r##IPTC 0\r\0\x04\r##END 0", 20) + kTwoItems);
+    // The rest of the file is copied as it was.
+    EXPECT_EQ(Bytes(out).substr(0, 2 + 2 + 9), Bytes(plain).substr(0, 13));
+    EXPECT_EQ(Bytes(out).substr(Bytes(out).size() - kFrame.size() - 2), kFrame + kEOI);
+
+    // An existing Photoshop block keeps its other resources; an empty text removes the IPTC.
+    const std::string url = "8BIM" + U16(0x040B) + std::string(2, '\0') + U32(8) + "http://x";
+    std::string app13 = std::string("Photoshop 3.0\0", 14) + "8BIM" + U16(0x0404) + std::string(2, '\0') + U32(8) +
+                        Dataset(2, 5, "Old") + url;
+    const std::string both = Write(kSOI + Segment(0xED, app13) + kFrame + kEOI);
+    ASSERT_EQ(Set("-SetIPTC", both, out + "2", ""), "0");
+    EXPECT_EQ(FirstAPP13(Bytes(out + "2")), std::string("Photoshop 3.0\0", 14) + url);
+    ASSERT_EQ(Set("-SetIPTC", both, out + "3", "\r##IPTC 25\rnew\r##END 25"), "0");
+    EXPECT_EQ(Call("ZbFile_MetaData", {"GetIPTC GetImageURL", out + "3"}), std::string("\r##IPTC 0\r\0\x04\r##END 0", 20) + "\r##IPTC 25\rnew\r##END 25");
+    EXPECT_NE(FirstAPP13(Bytes(out + "3")).find(url), std::string::npos);
+    // Without another resource the segment goes.
+    const std::string only = Write(kSOI + PhotoshopSegment(0x0404, Dataset(2, 5, "Old")) + kFrame + kEOI);
+    ASSERT_EQ(Set("-SetIPTC", only, out + "4", ""), "0");
+    EXPECT_EQ(Bytes(out + "4"), kSOI + kFrame + kEOI);
+    // A first APP13 that is not a Photoshop block is copied, and no IPTC is written.
+    const std::string other = kSOI + Segment(0xED, "not photoshop") + kFrame + kEOI;
+    ASSERT_EQ(Set("-SetIPTC", Write(other), out + "5", kTwoItems), "0");
+    EXPECT_EQ(Bytes(out + "5"), other);
+}
+
+TEST_F(SetMetaData, LongValuesCommentsAndEncodings) {
+    const std::string plain = Write(kSOI + Segment(0xFE, "old one") + Segment(0xFE, "old two") + kFrame +
+                                    Segment(0xFE, "after the frame") + kEOI);
+    const std::string out = dir + "/out.jpg";
+    // A value of 0x8000 characters takes the extended length.
+    const std::string longValue(0x8000, 'v');
+    ASSERT_EQ(Set("-SetIPTC", plain, out, "\r##IPTC 120\r" + longValue + "\r##END 120"), "0");
+    const std::string block = FirstAPP13(Bytes(out));
+    EXPECT_NE(block.find(std::string("\x1C\x02\x78\x80\x04\x00\x00\x80\x00", 9) + longValue), std::string::npos);
+    // A comment replaces the comments before the frame header; an empty one only removes them.
+    ASSERT_EQ(Set("-SetIPTC JPEGComment", plain, out + "c", "new comment"), "0");
+    EXPECT_EQ(Bytes(out + "c"), kSOI + Segment(0xFE, "new comment") + kFrame + Segment(0xFE, "after the frame") + kEOI);
+    ASSERT_EQ(Set("-SetIPTC JPEGComment", plain, out + "e", ""), "0");
+    EXPECT_EQ(Bytes(out + "e"), kSOI + kFrame + Segment(0xFE, "after the frame") + kEOI);
+    // The text is written in Mac OS Roman (or Windows Latin 1); -Encoding= changes nothing.
+    ASSERT_EQ(Set("-SetIPTC JPEGComment -Encoding=UTF8", plain, out + "m", "caf\xC3\xA9"), "0");
+    EXPECT_NE(Bytes(out + "m").find("caf\x8E"), std::string::npos);
+    ASSERT_EQ(Set("-SetIPTC JPEGComment -WinCharset -MacCharset", plain, out + "w", "caf\xC3\xA9"), "0");
+    EXPECT_NE(Bytes(out + "w").find("caf\xE9"), std::string::npos);
+}
+
+TEST_F(SetMetaData, NothingIsOverwrittenAndInPlaceKeepsTheFile) {
+    const std::string source = Write(kSOI + kFrame + kEOI);
+    const std::string before = Bytes(source);
+    EXPECT_EQ(Set("", source, dir + "/new.jpg", kTwoItems), "$$-50");  // no -SetIPTC
+    EXPECT_FALSE(fs::exists(dir + "/new.jpg"));
+    EXPECT_EQ(Set("-SetIPTC", "", dir + "/new.jpg", kTwoItems), "$$-50");
+    const std::string taken = Write("taken");
+    EXPECT_EQ(Set("-SetIPTC", source, taken, kTwoItems), "$$-48");
+    EXPECT_EQ(Bytes(taken), "taken");
+    EXPECT_EQ(Set("-SetIPTC", Write("\xFF\xD9 not a jpeg"), dir + "/bad.jpg", kTwoItems), "$$-71");
+    EXPECT_FALSE(fs::exists(dir + "/bad.jpg"));
+    EXPECT_EQ(Set("-SetIPTC", Write(kSOI + "\xFF\xDA"), dir + "/sos.jpg", kTwoItems), "$$-4247");
+    EXPECT_FALSE(fs::exists(dir + "/sos.jpg"));
+
+    // In place: same permissions, extended attributes kept, no temporary file left.
+    fs::permissions(source, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    ASSERT_EQ(setxattr(source.c_str(), "user.com.apple.ResourceFork", "rsrc", 4, 0), 0);
+    const size_t items = size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
+    ASSERT_EQ(Set("-SetIPTC", source, source, kTwoItems), "0");
+    EXPECT_EQ(Call("ZbFile_MetaData", {"GetIPTC", source}), std::string("\r##IPTC 0\r\0\x04\r##END 0", 20) + kTwoItems);
+    EXPECT_EQ(fs::status(source).permissions(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+    char value[8] = {};
+    EXPECT_EQ(getxattr(source.c_str(), "user.com.apple.ResourceFork", value, sizeof value), 4);
+    EXPECT_EQ(size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator())), items);
+    EXPECT_NE(Bytes(source), before);
+    // A new destination carries the resource fork too.
+    ASSERT_EQ(Set("-SetIPTC", source, dir + "/copy.jpg", ""), "0");
+    EXPECT_EQ(getxattr((dir + "/copy.jpg").c_str(), "user.com.apple.ResourceFork", value, sizeof value), 4);
+}
+
+// What SetMetaData writes into camera files is read back by exiftool and exiv2, which still read
+// the image.
+TEST_F(SetMetaData, ExiftoolAndExiv2ReadWhatIsWritten) {
+    const fs::path sample = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/sample1.jpg";
+    if (!fs::exists(sample) || std::system("command -v exiftool >/dev/null && command -v exiv2 >/dev/null") != 0)
+        GTEST_SKIP() << "needs golang-github-rwcarlsen-goexif-dev, exiftool and exiv2 (scripts/test.sh installs them)";
+    const std::string file = dir + "/photo.jpg";
+    fs::copy_file(sample, file);
+    ASSERT_EQ(Set("-SetIPTC", file, "", "\r##IPTC 5\rHarbour\r##END 5\r##IPTC 25\rboats\r##END 25\r##IPTC 25\rsea\r##END 25"),
+              "0");
+    ASSERT_EQ(Set("-SetIPTC JPEGComment", file, "", "Taken at dawn"), "0");
+    const auto run = [](const std::string &command) {
+        std::string out;
+        if (FILE *p = popen(command.c_str(), "r")) {
+            char line[1024];
+            while (fgets(line, sizeof line, p)) out += line;
+            if (pclose(p) != 0) out += "<failed>";
+        }
+        return out;
+    };
+    EXPECT_EQ(run("exiftool -q -q -s3 -IPTC:ObjectName -IPTC:Keywords -Comment -ImageWidth '" + file + "'"),
+              "Harbour\nboats, sea\nTaken at dawn\n500\n");
+    const std::string exiv2 = run("exiv2 -q -pi '" + file + "'") + run("exiv2 -q -pc '" + file + "'");
+    EXPECT_NE(exiv2.find("Iptc.Application2.ObjectName                 String      7  Harbour"), std::string::npos) << exiv2;
+    EXPECT_NE(exiv2.find("Taken at dawn"), std::string::npos) << exiv2;
+    EXPECT_EQ(exiv2.find("<failed>"), std::string::npos) << exiv2;
+    EXPECT_EQ(run("exiv2 -q -pt '" + file + "' | grep -c Exif.Image.Make"), "1\n");  // EXIF untouched
+}
+
+// In place and to a new destination, once for every system call made with that one failing: the
+// answer is an error and the source is as it was with nothing else left, or the call went through.
+TEST_F(SetMetaData, AFailedSystemCallLeavesTheSourceAsItWas) {
+    const std::string original = kSOI + PhotoshopSegment(0x0404, Dataset(2, 5, "Old")) + kFrame + kEOI;
+    const std::string f = dir + "/f.jpg", g = dir + "/g.jpg";
+    fmx::ExprEnvUniquePtr env;
+    for (const bool inPlace : {true, false}) {
+        for (const int error : {EIO, ENOSPC}) {
+            for (long n = 1;; ++n) {
+                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + ", call " + std::to_string(n));
+                fs::remove_all(dir);
+                fs::create_directories(dir);
+                std::ofstream(f, std::ios::binary) << original;
+                fmx::DataVectUniquePtr parameters;
+                for (const std::string &v : {std::string("-SetIPTC"), f, inPlace ? std::string() : g, kTwoItems})
+                    parameters->PushBack(*zerbtest::TextData(v));
+                fmx::DataUniquePtr result;
+                ZbSysFailCall(n, error);
+                const long first = ZbSysCallCount();
+                ZbFile7_DoSetMetaData(4287, *env, *parameters, *result);
+                const bool reached = ZbSysCallCount() - first >= n;
+                ZbSysFailCall(0, 0);
+                const std::string answer = zerbtest::TextOf(*result);
+                const size_t items = size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
+                if (answer == "0") {
+                    EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC", inPlace ? f : g}).find("Caption"), std::string::npos);
+                } else {
+                    EXPECT_EQ(answer.substr(0, 3), "$$-");
+                    EXPECT_EQ(Bytes(f), original);
+                    EXPECT_EQ(items, 1u);
+                }
+                if (!reached) {
+                    EXPECT_EQ(answer, "0");
+                    break;
+                }
+            }
+        }
     }
 }

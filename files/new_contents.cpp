@@ -1,0 +1,31 @@
+#include "files/new_contents.h"
+
+#include "files/fsspec.h"
+#include "files/paths.h"
+#include "platform/file_attributes.h"
+#include "platform/file_system.h"
+
+long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
+                          ZbNewContents &contents) {
+    contents.sourcePath = sourcePath;
+    contents.inPlace = destination.GetSize() == 0 || destination == sourceText;
+    contents.temporaryName = "ZERBTMP" + std::to_string(Zb7_PlatformCurrentDateTime());
+    if (contents.inPlace) {
+        contents.folder = ZbFolderOfPath(sourcePath);
+    } else {
+        FSSpec folderRef;
+        if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(destination), folderRef, contents.name))
+            return err;
+        if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, contents.folder)) return err;
+        ZbItemInfo existing;
+        if (Zb7_PlatformGetItemInfo(ZbJoinPath(contents.folder, contents.name), existing) == 0) return -48;
+    }
+    return Zb7_PlatformOpenNewFile(contents.folder, contents.temporaryName, contents.fork);
+}
+
+long Zb7_FinishNewContents(ZbNewContents &contents, long err, const ZbFinderInfo &info) {
+    if (err == 0 && contents.inPlace) err = Zb7_PlatformReplaceWith(contents.fork, contents.sourcePath, contents.temporaryName);
+    if (err == 0 && !contents.inPlace) err = Zb7_PlatformNameNewFile(contents.fork, contents.folder, contents.name, info);
+    if (err) Zb7_PlatformDiscardNewFile(contents.fork);
+    return err;
+}

@@ -1,0 +1,30 @@
+// New contents for a file, made in a new file beside their place and put there only when whole:
+// in place (the new file takes the old one's place in one exchange, keeping its permissions,
+// ownership and extended attributes) or under a new name that must not exist yet.
+#ifndef ZERB_FILES_NEW_CONTENTS_H
+#define ZERB_FILES_NEW_CONTENTS_H
+
+#include <string>
+
+#include "platform/finder_info.h"
+#include "platform/forks.h"
+#include "plugin/fmx.h"
+
+struct ZbNewContents {
+    bool inPlace = true;
+    std::string sourcePath;
+    std::string folder, name;  // where a separate destination goes
+    std::string temporaryName;
+    ZbFork fork;               // the new file, open for writing
+};
+
+// Starts new contents for the file at sourcePath: in place when destination is empty or the
+// source's own text, else at the path the destination text names (-48 when something is there).
+long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
+                          ZbNewContents &contents);
+// Puts the new contents in place after a step that answered err (0: success), or removes them.
+// A separate destination gets `info` as its Finder information. The answer is err or the error
+// of putting them in place.
+long Zb7_FinishNewContents(ZbNewContents &contents, long err, const ZbFinderInfo &info);
+
+#endif

@@ -1,0 +1,47 @@
+// SetMetaData: IPTC (as a Photoshop resource in an APP13 segment) or a JPEG comment written into a
+// copy of a JPEG file, segment by segment; in place through a new file exchanged with the source.
+#ifndef ZERB_IMAGE_METADATA_WRITE_H
+#define ZERB_IMAGE_METADATA_WRITE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "image/jpeg_stream.h"
+#include "platform/forks.h"
+#include "plugin/fmx.h"
+#include "text/encoding.h"
+
+constexpr long kZbErrBadCopy = -4247;
+
+// The writer of one copy: bytes gathered in a block and written when it is full.
+struct Zb7RW_Writer {
+    explicit Zb7RW_Writer(const ZbFork &fork);
+    const ZbFork &fork;
+    std::unique_ptr<unsigned char[]> block;
+    size_t used = 0;
+    int64_t mark = 0;
+};
+long Zb7RW_Write_1_byte(Zb7RW_Writer &out, unsigned char c);
+long Zb7RW_Write_2_bytes(Zb7RW_Writer &out, unsigned int value);
+long Zb7RW_Write_n_bytes(Zb7RW_Writer &out, const unsigned char *bytes, size_t n);
+long Zb7RW_Flush(Zb7RW_Writer &out);
+// The rest of the input, from the reader's position to the end of the file.
+long Zb7RW_CopyRestOfFile(Zb7RW_Reader &in, Zb7RW_Writer &out);
+
+// The IPTC block of a text in MetaData's layout ("##IPTC n", a return, the value, "\r##END"):
+// the record-version dataset, then one record-2 dataset per item (an item numbered 0 gives its
+// value to the record version instead). An empty text gives an empty block.
+std::string Zb7JPEG_IptcData_CreateIPTCRecordFromTxt(const fmx::Text &text, ZbTextEncoding encoding);
+
+// The copying scan: SOI and the segments before the image copied; mode 0 (comment) drops the COM
+// segments, mode 1 (IPTC) puts the block into the first Photoshop APP13 segment or, when there is
+// none before the frame header, into a new one there. *marker is where it stopped.
+long Zb7JPEG_ScanJPEGHeaderAndWriteOut(Zb7RW_Reader &in, Zb7RW_Writer &out, int mode, std::string_view iptc,
+                                       unsigned char *marker);
+
+// The whole copy with the new IPTC block (comment false) or comment bytes (comment true).
+long Zb7JPEG_WriteJPEGMetaData(Zb7RW_Reader &in, Zb7RW_Writer &out, bool comment, std::string_view data);
+
+#endif
