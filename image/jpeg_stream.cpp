@@ -60,6 +60,22 @@ long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long
     return 0;
 }
 
+long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char> &data) {
+    constexpr unsigned long kStep = 8192;
+    while (n > 0) {
+        const unsigned long step = std::min(n, kStep);
+        const size_t had = data.size();
+        data.resize(had + step);
+        unsigned long got = 0;
+        const long err = Zb7RW_ReadNextNBytes(in, data.data() + had, step, &got);
+        data.resize(had + got);
+        if (err) return err;
+        if (got < step) return 0;
+        n -= step;
+    }
+    return 0;
+}
+
 long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n) {
     while (n > 0) {
         if (in.at == in.valid) {
@@ -123,10 +139,9 @@ long ReadSegment(Zb7RW_Reader &in, unsigned minLength, std::vector<unsigned char
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
     if (length < minLength) return kZbErrBadSegment;
-    data.resize(length - 2);
-    unsigned long got = 0;
-    if (const long err = Zb7RW_ReadNextNBytes(in, data.data(), data.size(), &got)) return err;
-    return got == data.size() ? 0 : -39;
+    data.clear();
+    if (const long err = Zb7RW_ReadInto(in, length - 2, data)) return err;
+    return data.size() == length - 2 ? 0 : -39;
 }
 
 // An APP1 segment: EXIF (mode 1) or XMP (mode 2), told apart by its first six bytes. *taken is set
@@ -161,11 +176,9 @@ long Process_M_APP1(Zb7RW_Reader &in, int mode, ZbTextEncoding encoding, fmx::Te
     }
     if (exif) return Zb7RW_SkipBytes(in, remaining - read);
     if (remaining > kZbMaxAPP1Data) return -207;
-    std::vector<unsigned char> data(remaining);
-    if (read > 0) std::memcpy(data.data(), head, read);
-    unsigned long got = 0;
-    if (const long err = Zb7RW_ReadNextNBytes(in, data.data() + read, remaining - read, &got)) return err;
-    if (got != remaining - read) return -302;
+    std::vector<unsigned char> data(head, head + read);
+    if (const long err = Zb7RW_ReadInto(in, remaining - read, data)) return err;
+    if (data.size() != remaining) return -302;
     *taken = true;
     return Zb7_XMPToTxt(data.data(), data.size(), encoding, out);
 }

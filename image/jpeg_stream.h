@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "platform/forks.h"
 #include "plugin/fmx.h"
@@ -65,6 +66,9 @@ long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c);
 long Zb7RW_Read_2_bytes(Zb7RW_Reader &in, unsigned int *value);
 // Up to n bytes; *got tells how many (fewer only at the end of the file). 0 or the read error.
 long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long n, unsigned long *got);
+// Appends up to n bytes to data, which grows only as bytes arrive: a length read from a short file
+// never allocates more than the file holds. Fewer bytes only at the end of the file.
+long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char> &data);
 // Passes over n bytes; -39 when the file ends first.
 long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n);
 

@@ -190,13 +190,11 @@ long Zb7_ExifToTxt(const unsigned char *data, size_t length, ZbTextEncoding enco
 long Zb7_Process_EXIF(Zb7RW_Reader &in, uint32_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
     std::vector<unsigned char> data;
     try {
-        data.resize(length);
+        if (const long err = Zb7RW_ReadInto(in, length, data)) return err;
     } catch (const std::bad_alloc &) {
         return -108;
     }
-    unsigned long got = 0;
-    if (const long err = Zb7RW_ReadNextNBytes(in, data.data(), length, &got)) return err;
-    if (got != length) return -302;
+    if (data.size() != length) return -302;
     return Zb7_ExifToTxt(data.data(), data.size(), encoding, out);
 }
 
@@ -264,7 +262,9 @@ long ResourceText(const std::string &path, bool iptc, ZbTextEncoding encoding, f
     int64_t position = 0;
     const long found = Zb7_FindStringInFile(fork, std::string_view(reinterpret_cast<const char *>(key), 6), true, position);
     if (found != 0 && found != -39) return found;
-    std::vector<unsigned char> buffer(kIPTCWindow);
+    int64_t fileSize = 0;
+    if (const long err = Zb7_PlatformForkSize(fork, fileSize)) return err;
+    std::vector<unsigned char> buffer(size_t(std::clamp<int64_t>(fileSize - position, 0, int64_t(kIPTCWindow))));
     size_t got = 0;
     if (const long err = Zb7_PlatformReadFork(fork, position, buffer.data(), buffer.size(), got)) return err;
     buffer.resize(got);

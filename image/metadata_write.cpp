@@ -145,9 +145,9 @@ long Zb7JPEG_WriteIPTC_HandleAPP13(Zb7RW_Reader &in, Zb7RW_Writer &out, std::str
         if (const long err = Zb7RW_Write_n_bytes(out, head, got)) return err;
         return CopyBytes(in, out, dataLength - got);
     }
-    std::vector<unsigned char> data(dataLength - sizeof kPhotoshop);
-    if (const long err = Zb7RW_ReadNextNBytes(in, data.data(), data.size(), &got)) return err;
-    if (got != data.size()) return -39;
+    std::vector<unsigned char> data;
+    if (const long err = Zb7RW_ReadInto(in, dataLength - sizeof kPhotoshop, data)) return err;
+    if (data.size() != dataLength - sizeof kPhotoshop) return -39;
     size_t start = 0, end = 0;
     if (const long err = Zb7JPEG_LocateOldIptcData(data, &start, &end)) return err;
     if (iptc.empty() && data.size() - (end - start) == 0) return 0;  // nothing left: the segment goes

@@ -275,6 +275,15 @@ TEST_F(MetaData, WhatExiftoolWritesReadsBack) {
     const std::string xmp = Call("ZbFile_MetaData", {"GetXMP -Encoding=UTF8", file});
     EXPECT_EQ(xmp.substr(0, 29), "http://ns.adobe.com/xap/1.0/\r");
     EXPECT_NE(xmp.find("XMP title"), std::string::npos);
+    // IPTC in Latin 1, read in that encoding.
+    const std::string latin = dir + "/latin.jpg";
+    fs::copy_file(sample, latin);
+    ASSERT_EQ(std::system(("exiftool -q -overwrite_original -charset iptc=Latin '-IPTC:City=Z\xC3\xBCrich' '" + latin + "'")
+                              .c_str()),
+              0);
+    const std::string city = "\r##IPTC 90\rZ\xC3\xBCrich\r##END 90";
+    EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC -Encoding=ISO_8859_1", latin}).find(city), std::string::npos);
+    EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC SourceWinCharset", latin}).find(city), std::string::npos);
     if (std::system("command -v exiv2 >/dev/null") == 0) {
         FILE *p = popen(("exiv2 -pi '" + file + "'").c_str(), "r");
         std::string out;
