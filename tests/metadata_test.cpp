@@ -73,6 +73,20 @@ std::string Dataset(unsigned record, unsigned number, const std::string &data) {
 }
 
 const std::string kSOI("\xFF\xD8", 2), kEOI("\xFF\xD9", 2);
+
+// The camera JPEGs of Debian's goexif package.
+const fs::path kGoexif = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif";
+
+// A command's standard output, with "<failed>" appended when it exits with an error.
+std::string Output(const std::string &command) {
+    std::string out;
+    if (FILE *p = popen(command.c_str(), "r")) {
+        char line[1024];
+        while (fgets(line, sizeof line, p)) out += line;
+        if (pclose(p) != 0) out += "<failed>";
+    }
+    return out;
+}
 const std::string kFrame = Segment(0xC0, std::string("\x08\x00\x10\x00\x10\x03", 6) + std::string(9, '\x01'));
 
 class MetaData : public PluginTest {
@@ -187,7 +201,7 @@ TEST_F(MetaData, TheScanFindsSegmentsAndStopsWhereItMust) {
 // The camera JPEGs of Debian's goexif package against exiftool: the tags whose reading is plain
 // (text, single numbers) agree, and so do most tags overall.
 TEST_F(MetaData, CameraFilesAgreeWithExiftool) {
-    const fs::path samples = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/samples";
+    const fs::path samples = kGoexif / "samples";
     if (!fs::exists(samples) || std::system("command -v exiftool >/dev/null") != 0)
         GTEST_SKIP() << "needs golang-github-rwcarlsen-goexif-dev and libimage-exiftool-perl (scripts/test.sh installs them)";
     size_t files = 0, compared = 0, agreed = 0;
@@ -257,7 +271,7 @@ TEST_F(MetaData, CameraFilesAgreeWithExiftool) {
 // IPTC (UTF-8), a comment and XMP written by exiftool into a camera file, read back; exiv2 reads
 // the same IPTC values.
 TEST_F(MetaData, WhatExiftoolWritesReadsBack) {
-    const fs::path sample = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/sample1.jpg";
+    const fs::path sample = kGoexif / "sample1.jpg";
     if (!fs::exists(sample) || std::system("command -v exiftool >/dev/null") != 0)
         GTEST_SKIP() << "needs golang-github-rwcarlsen-goexif-dev and libimage-exiftool-perl (scripts/test.sh installs them)";
     const std::string file = dir + "/tagged.jpg";
@@ -285,11 +299,7 @@ TEST_F(MetaData, WhatExiftoolWritesReadsBack) {
     EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC -Encoding=ISO_8859_1", latin}).find(city), std::string::npos);
     EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC SourceWinCharset", latin}).find(city), std::string::npos);
     if (std::system("command -v exiv2 >/dev/null") == 0) {
-        FILE *p = popen(("exiv2 -pi '" + file + "'").c_str(), "r");
-        std::string out;
-        char line[1024];
-        while (p && fgets(line, sizeof line, p)) out += line;
-        if (p) pclose(p);
+        const std::string out = Output("exiv2 -pi '" + file + "'");
         EXPECT_NE(out.find("Iptc.Application2.ObjectName                 String     11  Caf\xC3\xA9 title"),
                   std::string::npos)
             << out;
@@ -417,7 +427,7 @@ TEST_F(SetMetaData, NothingIsOverwrittenAndInPlaceKeepsTheFile) {
 // What SetMetaData writes into camera files is read back by exiftool and exiv2, which still read
 // the image.
 TEST_F(SetMetaData, ExiftoolAndExiv2ReadWhatIsWritten) {
-    const fs::path sample = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/sample1.jpg";
+    const fs::path sample = kGoexif / "sample1.jpg";
     if (!fs::exists(sample) || std::system("command -v exiftool >/dev/null && command -v exiv2 >/dev/null") != 0)
         GTEST_SKIP() << "needs golang-github-rwcarlsen-goexif-dev, exiftool and exiv2 (scripts/test.sh installs them)";
     const std::string file = dir + "/photo.jpg";
@@ -425,22 +435,13 @@ TEST_F(SetMetaData, ExiftoolAndExiv2ReadWhatIsWritten) {
     ASSERT_EQ(Set("-SetIPTC", file, "", "\r##IPTC 5\rHarbour\r##END 5\r##IPTC 25\rboats\r##END 25\r##IPTC 25\rsea\r##END 25"),
               "0");
     ASSERT_EQ(Set("-SetIPTC JPEGComment", file, "", "Taken at dawn"), "0");
-    const auto run = [](const std::string &command) {
-        std::string out;
-        if (FILE *p = popen(command.c_str(), "r")) {
-            char line[1024];
-            while (fgets(line, sizeof line, p)) out += line;
-            if (pclose(p) != 0) out += "<failed>";
-        }
-        return out;
-    };
-    EXPECT_EQ(run("exiftool -q -q -s3 -IPTC:ObjectName -IPTC:Keywords -Comment -ImageWidth '" + file + "'"),
+    EXPECT_EQ(Output("exiftool -q -q -s3 -IPTC:ObjectName -IPTC:Keywords -Comment -ImageWidth '" + file + "'"),
               "Harbour\nboats, sea\nTaken at dawn\n500\n");
-    const std::string exiv2 = run("exiv2 -q -pi '" + file + "'") + run("exiv2 -q -pc '" + file + "'");
+    const std::string exiv2 = Output("exiv2 -q -pi '" + file + "'") + Output("exiv2 -q -pc '" + file + "'");
     EXPECT_NE(exiv2.find("Iptc.Application2.ObjectName                 String      7  Harbour"), std::string::npos) << exiv2;
     EXPECT_NE(exiv2.find("Taken at dawn"), std::string::npos) << exiv2;
     EXPECT_EQ(exiv2.find("<failed>"), std::string::npos) << exiv2;
-    EXPECT_EQ(run("exiv2 -q -pt '" + file + "' | grep -c Exif.Image.Make"), "1\n");  // EXIF untouched
+    EXPECT_EQ(Output("exiv2 -q -pt '" + file + "' | grep -c Exif.Image.Make"), "1\n");  // EXIF untouched
 }
 
 // In place and to a new destination, once for every system call made with that one failing: the
