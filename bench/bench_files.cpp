@@ -370,8 +370,8 @@ void BenchMetaData(size_t count, const fs::path &dir) {
     const double exiv2 = Best([&] { (void)!std::system(("exiv2 -pa " + all + " >/dev/null 2>&1").c_str()); });
     const double exiftool = Best([&] { (void)!std::system(("exiftool -fast " + all + " >/dev/null 2>&1").c_str()); });
     const std::string label = "MetaData of " + std::to_string(files.size()) + " JPEGs";
-    Report(label.c_str(), ours, "exiv2 -pa", exiv2, "s", 1);
-    Report(label.c_str(), ours, "exiftool -fast", exiftool, "s", 1);
+    Report(label.c_str(), ours, "exiv2 -pa", exiv2, "ms", 1000);
+    Report(label.c_str(), ours, "exiftool -fast", exiftool, "ms", 1000);
     fs::remove_all(folder);
 }
 

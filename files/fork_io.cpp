@@ -77,16 +77,24 @@ constexpr size_t kBlocksPerRead = 16;
 }  // namespace
 
 ZbStreamReader::ZbStreamReader(const ZbFork &f, bool release)
-    : fork(f), releaseRead(release), chunk(kZbStreamBlock * kBlocksPerRead), chunkBlock(kBlocksPerRead) {}
+    : fork(f), releaseRead(release), chunkBlock(kBlocksPerRead) {
+    // A small file gets a buffer its size: most files searched for a key are a few kilobytes.
+    int64_t size = 0;
+    size_t blocks = kBlocksPerRead;
+    if (Zb7_PlatformForkSize(fork, size) == 0)
+        blocks = std::clamp<size_t>((uint64_t(size) + kZbStreamBlock - 1) / kZbStreamBlock, 1, kBlocksPerRead);
+    chunkSize = blocks * kZbStreamBlock;
+    chunk.reset(new unsigned char[chunkSize]);  // not cleared: only bytes read are used
+}
 
 long ZbStreamReader::NextBlock() {
     if (++chunkBlock * kZbStreamBlock >= chunkValid) {
-        if (const long err = Zb7_PlatformReadFork(fork, mark, chunk.data(), chunk.size(), chunkValid)) return err;
+        if (const long err = Zb7_PlatformReadFork(fork, mark, chunk.get(), chunkSize, chunkValid)) return err;
         if (releaseRead) Zb7_PlatformReleaseForkCache(fork, mark, chunkValid);
         mark += int64_t(chunkValid);
         chunkBlock = 0;
     }
-    block = chunk.data() + chunkBlock * kZbStreamBlock;
+    block = chunk.get() + chunkBlock * kZbStreamBlock;
     ++blockNumber;
     valid = uint32_t(std::min(kZbStreamBlock, chunkValid - std::min(chunkValid, chunkBlock * kZbStreamBlock)));
     position = 0;

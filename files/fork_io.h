@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -64,7 +65,8 @@ struct ZbStreamReader {
 
     const ZbFork &fork;
     bool releaseRead;
-    std::vector<unsigned char> chunk;
+    std::unique_ptr<unsigned char[]> chunk;
+    size_t chunkSize;                   // a whole number of blocks, no more than the file needs
     size_t chunkValid = 0, chunkBlock;  // bytes in the chunk, and the block of it in use
     int64_t mark = 0;                   // file offset of the next chunk
     const unsigned char *block = nullptr;

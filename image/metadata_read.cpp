@@ -20,18 +20,26 @@ namespace {
 constexpr size_t kIPTCWindow = 16384;  // bytes read from where the resource key was found
 constexpr uint16_t kExifIFDTag = 34665;
 
-void AppendASCII(std::string_view s, fmx::TextUniquePtr &out) {
-    XP7_AppendCStrToTxt(std::string(s).c_str(), out, fmx::Text::kEncoding_UTF8);
-}
-
-// A marker line: "\r##" name, a space and the number (when there is one).
-void AppendMarker(const char *name, long number, fmx::TextUniquePtr &out) {
-    AppendASCII(std::string("\r##") + name + " " + std::to_string(number), out);
-}
-
-void AppendBytes(const unsigned char *p, size_t n, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
-    XP7_AppendBlockToTxt(reinterpret_cast<const char *>(p), n, out, encoding, 0);
-}
+// The text being built: ASCII (markers, numbers) gathered and appended to the host text in one
+// piece before each run of bytes decoded in the encoding, and at the end.
+struct MetaText {
+    explicit MetaText(fmx::TextUniquePtr &text) : out(text) {}
+    ~MetaText() { Flush(); }
+    void Ascii(std::string_view s) { ascii += s; }
+    // A marker line: "\r##" name, a space and the number.
+    void Marker(const char *name, long number) { ((ascii += "\r##") += name) += " " + std::to_string(number); }
+    void Bytes(const unsigned char *p, size_t n, ZbTextEncoding encoding) {
+        Flush();
+        XP7_AppendBlockToTxt(reinterpret_cast<const char *>(p), n, out, encoding, 0);
+    }
+    void Flush() {
+        if (ascii.empty()) return;
+        XP7_AppendCStrToTxt(ascii.c_str(), out, fmx::Text::kEncoding_UTF8);
+        ascii.clear();
+    }
+    fmx::TextUniquePtr &out;
+    std::string ascii;
+};
 
 // A number as the shortest decimal that reads back as the same double; "?" for none.
 std::string DecimalText(double value) {
@@ -73,13 +81,13 @@ size_t ElementSize(uint16_t type) {
 }
 
 // The value of one entry as text.
-void Zb7_ExifValueToTxt(const TiffData &tiff, const TIFFDirEntry &e, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
+void Zb7_ExifValueToTxt(const TiffData &tiff, const TIFFDirEntry &e, ZbTextEncoding encoding, MetaText &out) {
     uint64_t size = uint64_t(e.count) * ElementSize(e.type);
     const bool inline_ = size <= 4;
     size_t at = 0;
     if (!inline_) {
         if (e.value >= tiff.length) {
-            AppendASCII("<CORRUPT EXIF TAG>", out);
+            out.Ascii("<CORRUPT EXIF TAG>");
             return;
         }
         at = e.value;
@@ -94,63 +102,63 @@ void Zb7_ExifValueToTxt(const TiffData &tiff, const TIFFDirEntry &e, ZbTextEncod
         case 1:  // BYTE: little-endian, the first value; big-endian, the field's fourth byte or the
                  // second byte at the offset
             if (inline_)
-                AppendASCII(std::to_string(e.value & 0xFF), out);
+                out.Ascii(std::to_string(e.value & 0xFF));
             else if (size >= 2 || (tiff.littleEndian && size >= 1))
-                AppendASCII(std::to_string(tiff.bytes[at + (tiff.littleEndian ? 0 : 1)]), out);
+                out.Ascii(std::to_string(tiff.bytes[at + (tiff.littleEndian ? 0 : 1)]));
             break;
         case 2:
         case 7:  // ASCII, UNDEFINED: all but the last byte
-            if (size >= 2) AppendBytes(inline_ ? field : tiff.bytes + at, size_t(size - 1), encoding, out);
+            if (size >= 2) out.Bytes(inline_ ? field : tiff.bytes + at, size_t(size - 1), encoding);
             break;
         case 3:  // SHORT
             if (inline_)
-                AppendASCII(std::to_string(tiff.littleEndian ? e.value & 0xFFFF : e.value >> 16), out);
+                out.Ascii(std::to_string(tiff.littleEndian ? e.value & 0xFFFF : e.value >> 16));
             else if (has(2))
-                AppendASCII(std::to_string(tiff.U16(at)), out);
+                out.Ascii(std::to_string(tiff.U16(at)));
             break;
         case 4:
         case 9:  // LONG, SLONG: signed 32-bit
             if (inline_)
-                AppendASCII(std::to_string(int32_t(e.value)), out);
+                out.Ascii(std::to_string(int32_t(e.value)));
             else if (has(4))
-                AppendASCII(std::to_string(int32_t(tiff.U32(at))), out);
+                out.Ascii(std::to_string(int32_t(tiff.U32(at))));
             break;
         case 5:  // RATIONAL
-            if (has(8)) AppendASCII(DecimalText(double(tiff.U32(at)) / double(tiff.U32(at + 4))), out);
+            if (has(8)) out.Ascii(DecimalText(double(tiff.U32(at)) / double(tiff.U32(at + 4))));
             break;
         case 6:  // SBYTE
             if (inline_)
-                AppendASCII(std::to_string(int8_t(e.value & 0xFF)), out);
+                out.Ascii(std::to_string(int8_t(e.value & 0xFF)));
             else if (has(1))
-                AppendASCII(std::to_string(int8_t(tiff.bytes[at])), out);
+                out.Ascii(std::to_string(int8_t(tiff.bytes[at])));
             break;
         case 8:  // SSHORT
             if (inline_)
-                AppendASCII(std::to_string(int16_t(tiff.littleEndian ? e.value & 0xFFFF : e.value >> 16)), out);
+                out.Ascii(std::to_string(int16_t(tiff.littleEndian ? e.value & 0xFFFF : e.value >> 16)));
             else if (has(2))
-                AppendASCII(std::to_string(int16_t(tiff.U16(at))), out);
+                out.Ascii(std::to_string(int16_t(tiff.U16(at))));
             break;
         case 10:  // SRATIONAL
             if (has(8))
-                AppendASCII(DecimalText(double(int32_t(tiff.U32(at))) / double(int32_t(tiff.U32(at + 4)))), out);
+                out.Ascii(DecimalText(double(int32_t(tiff.U32(at))) / double(int32_t(tiff.U32(at + 4)))));
             break;
         case 11:  // FLOAT: the (first) 32 bits as an unsigned number
             if (inline_)
-                AppendASCII(std::to_string(e.value), out);
+                out.Ascii(std::to_string(e.value));
             else if (has(4))
-                AppendASCII(std::to_string(tiff.U32(at)), out);
+                out.Ascii(std::to_string(tiff.U32(at)));
             break;
         case 12:  // DOUBLE: the first 32 bits as an unsigned number
-            if (has(4)) AppendASCII(std::to_string(tiff.U32(at)), out);
+            if (has(4)) out.Ascii(std::to_string(tiff.U32(at)));
             break;
         default:
-            AppendASCII("???unknown???", out);
+            out.Ascii("???unknown???");
     }
 }
 
 // One IFD: each entry's markers and value. *exifIFD gets the Exif sub-IFD's offset when the IFD
 // points to one.
-long Zb7_ExifIFDToTxt(const TiffData &tiff, uint32_t offset, ZbTextEncoding encoding, fmx::TextUniquePtr &out,
+long Zb7_ExifIFDToTxt(const TiffData &tiff, uint32_t offset, ZbTextEncoding encoding, MetaText &out,
                       uint32_t *exifIFD) {
     if (uint64_t(offset) + 2 > tiff.length) return -302;
     const uint16_t entries = tiff.U16(offset);
@@ -160,10 +168,10 @@ long Zb7_ExifIFDToTxt(const TiffData &tiff, uint32_t offset, ZbTextEncoding enco
         const size_t at = size_t(offset) + 2 + size_t(i) * 12;
         const TIFFDirEntry e{tiff.U16(at), tiff.U16(at + 2), tiff.U32(at + 4), tiff.U32(at + 8)};
         if (e.tag == kExifIFDTag && exifIFD) *exifIFD = e.value;
-        AppendMarker("EXIF", e.tag, out);
-        AppendASCII("\r", out);
+        out.Marker("EXIF", e.tag);
+        out.Ascii("\r");
         Zb7_ExifValueToTxt(tiff, e, encoding, out);
-        AppendMarker("END", e.tag, out);
+        out.Marker("END", e.tag);
     }
     return 0;
 }
@@ -181,9 +189,10 @@ long Zb7_ExifToTxt(const unsigned char *data, size_t length, ZbTextEncoding enco
     const uint32_t ifd0 = tiff.U32(4);
     if (ifd0 < 8 || ifd0 > length) return -302;
     uint32_t exifIFD = 0;
-    if (const long err = Zb7_ExifIFDToTxt(tiff, ifd0, encoding, out, &exifIFD)) return err;
+    MetaText text(out);
+    if (const long err = Zb7_ExifIFDToTxt(tiff, ifd0, encoding, text, &exifIFD)) return err;
     if (exifIFD >= length) return -302;
-    if (exifIFD != 0) return Zb7_ExifIFDToTxt(tiff, exifIFD, encoding, out, nullptr);
+    if (exifIFD != 0) return Zb7_ExifIFDToTxt(tiff, exifIFD, encoding, text, nullptr);
     return 0;
 }
 
@@ -202,20 +211,23 @@ long Zb7_XMPToTxt(const unsigned char *data, size_t length, ZbTextEncoding encod
     if (length == 0) return -2158;
     const auto *zero = static_cast<const unsigned char *>(std::memchr(data, 0, length));
     if (!zero) return -2158;
-    for (const unsigned char *p = data; p < zero; ++p) XP7_AppendCharToTxt(char(*p), out, encoding);
-    AppendASCII("\r", out);
-    AppendBytes(zero + 1, size_t(data + length - zero - 1), encoding, out);
+    MetaText text(out);
+    text.Bytes(data, size_t(zero - data), encoding);  // the namespace
+    text.Ascii("\r");
+    text.Bytes(zero + 1, size_t(data + length - zero - 1), encoding);
     return 0;
 }
 
-void Zb7_CommentToTxt(const unsigned char *data, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
-    AppendASCII("\r##JCOM\r", out);
-    AppendBytes(data, length, encoding, out);
-    AppendASCII("\r##END ", out);
+void Zb7_CommentToTxt(const unsigned char *data, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &text) {
+    MetaText out(text);
+    out.Ascii("\r##JCOM\r");
+    out.Bytes(data, length, encoding);
+    out.Ascii("\r##END ");
 }
 
-long Zb7_ParseIPTC(const unsigned char *buffer, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
+long Zb7_ParseIPTC(const unsigned char *buffer, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &text) {
     if (length == 0) return -50;
+    MetaText out(text);
     static constexpr unsigned char kRecord2[2] = {0x1C, 0x02};
     const unsigned char *p = Find(buffer, buffer + length, kRecord2, 2);
     if (!p) return 0;
@@ -224,10 +236,10 @@ long Zb7_ParseIPTC(const unsigned char *buffer, size_t length, ZbTextEncoding en
         const unsigned number = p[2];
         const size_t size = size_t(p[3]) << 8 | p[4];
         const size_t available = std::min<size_t>(size, size_t(end - p - 5));  // a dataset cut by the end
-        AppendMarker("IPTC", number, out);
-        AppendASCII("\r", out);
-        AppendBytes(p + 5, available, encoding, out);
-        AppendMarker("END", number, out);
+        out.Marker("IPTC", number);
+        out.Ascii("\r");
+        out.Bytes(p + 5, available, encoding);
+        out.Marker("END", number);
         if (available < size) break;
         p += 5 + size;
     }
@@ -255,10 +267,8 @@ long Zb7_Get_PSD_Resource(const unsigned char *buffer, size_t start, size_t leng
 namespace {
 
 // IPTC (or, without it, the URL) from the Photoshop resource found anywhere in the file.
-long ResourceText(const std::string &path, bool iptc, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
+long ResourceText(const ZbFork &fork, bool iptc, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
     const unsigned char *key = iptc ? kZbIPTCKey : kZbURLKey;
-    ZbFork fork;
-    if (const long err = Zb7_PlatformOpenDataFork(path, false, fork)) return err;
     int64_t position = 0;
     const long found = Zb7_FindStringInFile(fork, std::string_view(reinterpret_cast<const char *>(key), 6), true, position);
     if (found != 0 && found != -39) return found;
@@ -280,7 +290,7 @@ long ResourceText(const std::string &path, bool iptc, ZbTextEncoding encoding, f
     }
     if (iptc) return Zb7_ParseIPTC(data, length, encoding, out);
     if (const long err = Zb7_Get_PSD_Resource(data, 0, length, key, 6, &offset, &size)) return err;
-    AppendBytes(data + offset, size, encoding, out);
+    XP7_AppendBlockToTxt(reinterpret_cast<const char *>(data + offset), size, out, encoding, 0);
     return 0;
 }
 
@@ -290,12 +300,13 @@ long Zb7_GetMetaData(const FSSpec &ref, const ZbMetaDataSwitch &switches, ZbText
                      fmx::TextUniquePtr &out) {
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
+    // One open file serves both steps: every read says where it reads.
+    ZbFork fork;
+    if (const long err = Zb7_PlatformOpenDataFork(path, false, fork)) return err;
     long err = 0;
     if (switches.flags[kZbMetaIPTC] || switches.flags[kZbMetaImageURL])
-        err = ResourceText(path, switches.flags[kZbMetaIPTC], encoding, out);
+        err = ResourceText(fork, switches.flags[kZbMetaIPTC], encoding, out);
     if (switches.flags[kZbMetaExif] || switches.flags[kZbMetaComment] || switches.flags[kZbMetaXMP]) {
-        ZbFork fork;
-        if ((err = Zb7_PlatformOpenDataFork(path, false, fork)) != 0) return err;
         Zb7RW_Reader in(fork);
         ZbPictParams params;
         err = Zb7JPEG_ScanJPEGHeader(in, switches, encoding, out, &params);
