@@ -4,7 +4,9 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 # A real share can be mounted only where the kernel has cifs: then samba serves one to the tests.
 if grep -qw cifs /proc/filesystems 2>/dev/null; then bash "$root/scripts/setup.sh" samba cifs-utils; fi
-# Image metadata is checked against exiftool and exiv2 on camera files Debian ships with goexif.
-bash "$root/scripts/setup.sh" libimage-exiftool-perl exiv2 golang-github-rwcarlsen-goexif-dev
+# Image metadata is checked against exiftool and exiv2 on camera files and test images Debian
+# ships with the goexif and imaging packages.
+bash "$root/scripts/setup.sh" libimage-exiftool-perl exiv2 golang-github-rwcarlsen-goexif-dev \
+  golang-github-disintegration-imaging-dev
 bash "$root/scripts/build.sh" "$root/build"
 cd "$root/build" && ctest --output-on-failure
