@@ -304,7 +304,7 @@ size_t MakeSearchVolume(size_t count) {
     size_t made = 0;
     for (size_t a = 0; made < count; ++a)
         for (size_t b = 0; b < 20 && made < count; ++b) {
-            const std::string folder = "/mnt/ZerbBench/project " + std::to_string(a) + "/part " + std::to_string(b);
+            const std::string folder = "/mnt/ZerbBench/project " + std::to_string(a) + "/batch " + std::to_string(b);
             fs::create_directories(folder);
             made += 2;
             for (size_t k = 0; k < 100 && made < count; ++k, ++made)
@@ -320,7 +320,7 @@ void BenchSearch(size_t made) {
     }
     const std::string volume = "/mnt/ZerbBench";
     const std::string exact = "Report 1234567.txt";
-    close(creat((volume + "/project 3/part 4/" + exact).c_str(), 0644));
+    close(creat((volume + "/project 3/batch 4/" + exact).c_str(), 0644));
     const auto compare = [&](const std::string &what, const std::string &name, bool exactName, const std::string &findArgs,
                              const std::string &fdArgs) {
         const double ours = Best([&] {
