@@ -107,6 +107,30 @@ long ZbStreamReader::Unread(size_t count) {
     return 0;
 }
 
+ZbForkWriter::ZbForkWriter(const ZbFork &f, size_t size)
+    : fork(f), blockSize(size), block(new unsigned char[size]) {}
+
+long ZbForkWriter::Write(const void *data, size_t n) {
+    if (used + n > blockSize)
+        if (const long err = Flush()) return err;
+    if (n >= blockSize) {
+        if (const long err = Zb7_PlatformWriteFork(fork, mark, data, n)) return err;
+        mark += int64_t(n);
+        return 0;
+    }
+    if (n > 0) std::memcpy(block.get() + used, data, n);
+    used += n;
+    return 0;
+}
+
+long ZbForkWriter::Flush() {
+    if (used == 0) return 0;
+    if (const long err = Zb7_PlatformWriteFork(fork, mark, block.get(), used)) return err;
+    mark += int64_t(used);
+    used = 0;
+    return 0;
+}
+
 ZbCandidates::ZbCandidates(unsigned char first, bool ignoreCase)
     : first_(first), both_(ignoreCase && first >= 'a' && first <= 'z') {}
 

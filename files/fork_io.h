@@ -74,6 +74,21 @@ struct ZbStreamReader {
     uint32_t valid = 0, position = 0;
 };
 
+// The writer of new contents: bytes gathered in a block of blockSize and written at the fork's
+// next offset (from its start) when the block is full; a piece of a block or more goes straight
+// through. One per call.
+struct ZbForkWriter {
+    ZbForkWriter(const ZbFork &fork, size_t blockSize);
+    long Write(const void *data, size_t n);
+    long Flush();
+
+    const ZbFork &fork;
+    size_t blockSize;
+    std::unique_ptr<unsigned char[]> block;
+    size_t used = 0;
+    int64_t mark = 0;  // file offset of the block's first byte
+};
+
 // Finds where the next byte that can start a match stands in the block held: the pattern's first
 // byte, or with ignoreCase also its capital; the block's valid count when there is none. A scan
 // ahead is kept while the stream stays in the block, so a block is scanned once.

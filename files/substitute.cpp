@@ -25,42 +25,13 @@ constexpr size_t kMaxNameLength = 255;
 // slower where free memory is fragmented.
 constexpr size_t kWriteBlock = 16 * kZbStreamBlock;
 
-// The writer: bytes gathered in one block and written when it is full.
-struct ZbBlockWriter {
-    explicit ZbBlockWriter(const ZbFork &f) : fork(f), buffer(new char[kWriteBlock]) {}
-    long Write(const void *data, size_t n) {
-        if (used + n > kWriteBlock)
-            if (const long err = Flush()) return err;
-        if (n >= kWriteBlock) {
-            if (const long err = Zb7_PlatformWriteFork(fork, mark, data, n)) return err;
-            mark += int64_t(n);
-            return 0;
-        }
-        std::memcpy(buffer.get() + used, data, n);
-        used += n;
-        return 0;
-    }
-    long Flush() {
-        if (used == 0) return 0;
-        if (const long err = Zb7_PlatformWriteFork(fork, mark, buffer.get(), used)) return err;
-        mark += int64_t(used);
-        used = 0;
-        return 0;
-    }
-
-    const ZbFork &fork;
-    std::unique_ptr<char[]> buffer;
-    size_t used = 0;
-    int64_t mark = 0;
-};
-
 }  // namespace
 
 long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
                     std::string_view replacement, bool ignoreCase, bool replacingSource) {
     if (search.empty()) return kZbErrParameter;
     ZbStreamReader in(source, replacingSource);
-    ZbBlockWriter out(destination);
+    ZbForkWriter out(destination, kWriteBlock);
     ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
     long err = 0;
     for (;;) {

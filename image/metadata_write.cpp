@@ -14,33 +14,13 @@
 #include "plugin/results.h"
 
 namespace {
-constexpr size_t kWriteBlock = 64 * 1024;
 constexpr unsigned char kPhotoshop[14] = {'P', 'h', 'o', 't', 'o', 's', 'h', 'o', 'p', ' ', '3', '.', '0', 0};
 constexpr size_t kMaxSegmentLength = 0xFFFF;
 }  // namespace
 
-Zb7RW_Writer::Zb7RW_Writer(const ZbFork &f) : fork(f), block(new unsigned char[kWriteBlock]) {}
+long Zb7RW_Flush(Zb7RW_Writer &out) { return out.Flush(); }
 
-long Zb7RW_Flush(Zb7RW_Writer &out) {
-    if (out.used == 0) return 0;
-    if (const long err = Zb7_PlatformWriteFork(out.fork, out.mark, out.block.get(), out.used)) return err;
-    out.mark += int64_t(out.used);
-    out.used = 0;
-    return 0;
-}
-
-long Zb7RW_Write_n_bytes(Zb7RW_Writer &out, const unsigned char *bytes, size_t n) {
-    if (out.used + n > kWriteBlock)
-        if (const long err = Zb7RW_Flush(out)) return err;
-    if (n >= kWriteBlock) {
-        if (const long err = Zb7_PlatformWriteFork(out.fork, out.mark, bytes, n)) return err;
-        out.mark += int64_t(n);
-        return 0;
-    }
-    if (n > 0) std::memcpy(out.block.get() + out.used, bytes, n);
-    out.used += n;
-    return 0;
-}
+long Zb7RW_Write_n_bytes(Zb7RW_Writer &out, const unsigned char *bytes, size_t n) { return out.Write(bytes, n); }
 
 long Zb7RW_Write_1_byte(Zb7RW_Writer &out, unsigned char c) { return Zb7RW_Write_n_bytes(out, &c, 1); }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "files/fork_io.h"
 #include "image/jpeg_stream.h"
 #include "platform/forks.h"
 #include "plugin/fmx.h"
@@ -15,13 +16,9 @@
 
 constexpr long kZbErrBadCopy = -4247;
 
-// The writer of one copy: bytes gathered in a block and written when it is full.
-struct Zb7RW_Writer {
-    explicit Zb7RW_Writer(const ZbFork &fork);
-    const ZbFork &fork;
-    std::unique_ptr<unsigned char[]> block;
-    size_t used = 0;
-    int64_t mark = 0;
+// The writer of one copy, in blocks of 64 KiB.
+struct Zb7RW_Writer : ZbForkWriter {
+    explicit Zb7RW_Writer(const ZbFork &fork) : ZbForkWriter(fork, 64 * 1024) {}
 };
 long Zb7RW_Write_1_byte(Zb7RW_Writer &out, unsigned char c);
 long Zb7RW_Write_2_bytes(Zb7RW_Writer &out, unsigned int value);
