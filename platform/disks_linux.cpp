@@ -30,41 +30,6 @@ long Zb7_PlatformDiskSpace(const ZbVolume &volume, uint64_t &totalBytes, uint64_
     return 0;
 }
 
-namespace {
-
-// The file-system type /proc/self/mountinfo gives for the last mount at the mount point
-// ("fuse.sshfs" where statfs only says "fuse").
-std::string MountType(const std::string &mountPoint) {
-    std::ifstream in("/proc/self/mountinfo");
-    std::string line, type;
-    while (std::getline(in, line)) {
-        // id parent major:minor root mount-point ... - type source options; spaces in the mount
-        // point are written as \040, so fields split on spaces.
-        std::vector<std::string_view> fields;
-        for (std::string_view rest = line; !rest.empty();) {
-            const size_t space = std::min(rest.find(' '), rest.size());
-            fields.push_back(rest.substr(0, space));
-            rest.remove_prefix(std::min(space + 1, rest.size()));
-        }
-        if (fields.size() < 5) continue;
-        std::string point;
-        for (size_t i = 0; i < fields[4].size(); ++i) {
-            const std::string_view f = fields[4];
-            if (f[i] == '\\' && i + 3 < f.size()) {
-                point.push_back(char((f[i + 1] - '0') * 64 + (f[i + 2] - '0') * 8 + (f[i + 3] - '0')));
-                i += 3;
-            } else {
-                point.push_back(f[i]);
-            }
-        }
-        const auto dash = std::find(fields.begin() + 5, fields.end(), "-");
-        if (point == mountPoint && dash != fields.end() && dash + 1 != fields.end()) type = *(dash + 1);
-    }
-    return type;
-}
-
-}  // namespace
-
 bool Zb7_PlatformIsNetworkVolume(const ZbVolume &volume) {
     struct statfs st;
     if (statfs(volume.mountPoint.c_str(), &st) != 0) return false;
@@ -85,13 +50,13 @@ bool Zb7_PlatformIsNetworkVolume(const ZbVolume &volume) {
         case FUSE_SUPER_MAGIC: {
             static constexpr std::string_view kNetworkFuse[] = {"sshfs", "davfs", "glusterfs", "s3fs", "rclone",
                                                                 "smbnetfs", "curlftpfs", "gvfsd-fuse", "cephfs"};
-            const std::string type = MountType(volume.mountPoint);
-            return std::any_of(std::begin(kNetworkFuse), std::end(kNetworkFuse),
-                               [&](std::string_view t) { return type.find(t) != std::string::npos; });
+            return std::any_of(std::begin(kNetworkFuse), std::end(kNetworkFuse), [&](std::string_view t) {
+                return volume.fileSystemType.find(t) != std::string::npos;
+            });
         }
         default:
             // davfs mounts through the coda interface or fuse; by type where statfs cannot tell.
-            return MountType(volume.mountPoint) == "davfs";
+            return volume.fileSystemType == "davfs";
     }
 }
 

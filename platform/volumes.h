@@ -25,6 +25,9 @@ struct ZbVolume {
     std::string name;
     // Absolute, without a trailing "/"; "/" for the startup volume.
     std::string mountPoint;
+    // The file-system type the mount table gives ("ext4", "fuse.sshfs"); empty for the startup
+    // volume.
+    std::string fileSystemType = {};
 };
 
 // Name of the startup volume: the root file system's label when it has one, else "Startup Disk"

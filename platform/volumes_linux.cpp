@@ -90,6 +90,7 @@ struct Mount {
     int parent = 0;
     std::string device;  // "major:minor"
     std::string mountPoint;
+    std::string type;
     std::string source;
 };
 
@@ -107,7 +108,7 @@ std::vector<Mount> ParseMountInfo(std::string_view text) {
         do field = Cut(line, ' ');
         while (field != "-" && !line.empty());
         if (!numbers || field != "-" || mountPoint.empty() || mountPoint[0] != '/') continue;
-        Cut(line, ' ');  // file-system type
+        m.type = UnescapeOctal(Cut(line, ' '));
         m.mountPoint = UnescapeOctal(mountPoint);
         m.source = UnescapeOctal(Cut(line, ' '));
         mounts.push_back(std::move(m));
@@ -336,7 +337,7 @@ bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint
     for (size_t i = 0; i < mounts.size(); ++i) {
         const Mount &m = mounts[i];
         if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
-        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint},
+        Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint, m.type},
                 IdentityOf(m, uniqueIds, complete)};
         for (const Entry &old : t.volumes)
             if (old.identity == e.identity && old.volume.mountPoint == e.volume.mountPoint)
