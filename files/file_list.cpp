@@ -60,11 +60,12 @@ void AppendInLineEncoding(std::string_view text, bool longnames, std::string &by
         bytes.append(text);
         return;
     }
-    std::string s(text);
     if (longnames) {
-        s.resize(text.size() * 3 + 1, '\0');  // every Mac OS Roman character takes at most 3 bytes
-        ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));
-    } else if (utf8) {
+        bytes += ZbMacRomanToUTF8(text);
+        return;
+    }
+    std::string s(text);
+    if (utf8) {
         s.push_back('\0');
         ZbMoreX_UTF8StrToMacRomanCStr(s.data(), long(s.size()));
     }
@@ -214,13 +215,12 @@ long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswi
     return 0;
 }
 
-namespace {
-
-// Removes the list's last character, the return after its last line, unless "-ReturnAtEnd".
-void DropFinalReturn(const char *switches, fmx::TextUniquePtr &text) {
+void Zb7_DropFinalReturn(const char *switches, fmx::TextUniquePtr &text) {
     const unsigned long size = text->GetSize();
     if (size > 0 && !XP_HasSwitch(switches, "-ReturnAtEnd")) text->DeleteText(size - 1, 1);
 }
+
+namespace {
 
 long ListFolder(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     char switches[kZbSwitchesCapacity + 1] = "";
@@ -236,7 +236,7 @@ long ListFolder(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     if (const long err = Zb7_BuildFileList(path, 0, list, text)) return err;
-    DropFinalReturn(switches, text);
+    Zb7_DropFinalReturn(switches, text);
     return 0;
 }
 
@@ -264,7 +264,7 @@ fmx::errcode ZbFile7_DoListDisks(short /*functionId*/, const fmx::ExprEnv & /*en
         XP7_OSErrLToData(err, result);
         return 0;
     }
-    DropFinalReturn(switches, text);
+    Zb7_DropFinalReturn(switches, text);
     result.SetAsText(*text, parameters.At(0).GetLocale());
     return 0;
 }

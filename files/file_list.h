@@ -76,4 +76,8 @@ long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::s
 long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswitchTag &switches,
                        fmx::TextUniquePtr &text);
 
+// Removes the list's last character, the return after its last line, unless the switches hold
+// "-ReturnAtEnd".
+void Zb7_DropFinalReturn(const char *switches, fmx::TextUniquePtr &text);
+
 #endif

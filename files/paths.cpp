@@ -53,14 +53,6 @@ void ReadPathForm(std::string_view text, std::string &colon, std::string_view &p
         colon.assign(text);
 }
 
-std::string MacRomanToUTF8(std::string_view bytes) {
-    std::string s(bytes);
-    s.resize(bytes.size() * 3 + 1, '\0');  // every Mac OS Roman character takes at most 3 bytes
-    ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));
-    s.resize(std::strlen(s.c_str()));
-    return s;
-}
-
 // An absolute path without "//", "." and "..": ".." takes back the component before it, as the
 // path reads (a symbolic link before it is not followed first). folderMarked tells whether the
 // text ended in a way that asks for a folder ("/", "/." or "/..").
@@ -354,7 +346,7 @@ long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameL
     if (!ref) return kZbErrNoOutput;
     ZbClearFSSpec(*ref);
     if (path.size() < 2) return kZbErrBadPath;
-    if (encodingMode != kZbPathUTF8) return ResolveText(MacRomanToUTF8(path), maxNameLength, ref, 0);
+    if (encodingMode != kZbPathUTF8) return ResolveText(ZbMacRomanToUTF8(path), maxNameLength, ref, 0);
     return ResolveText(path, maxNameLength, ref, 0);
 }
 
@@ -364,7 +356,7 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
     if (!parent) return kZbErrNoOutput;
     ZbClearFSSpec(*parent);
     if (path.size() < 2) return kZbErrBadPath;
-    const std::string text = encodingMode != kZbPathUTF8 ? MacRomanToUTF8(path) : std::string(path);
+    const std::string text = encodingMode != kZbPathUTF8 ? ZbMacRomanToUTF8(path) : std::string(path);
 
     if (text[0] == ':') {
         FSSpec item;

@@ -233,7 +233,9 @@ long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
         vRefNum = ref.vRefNum;
     }
     if (!list.files && !list.folders) return -50;
-    return Zb7_BuildFileList({}, vRefNum, list, text);
+    if (const long err = Zb7_BuildFileList({}, vRefNum, list, text)) return err;
+    Zb7_DropFinalReturn(switches, text);
+    return 0;
 }
 
 }  // namespace
@@ -241,15 +243,9 @@ long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
 fmx::errcode ZbFile7_DoSearch(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                               fmx::Data &result) {
     fmx::TextUniquePtr text;
-    if (const long err = Search(parameters, text)) {
+    if (const long err = Search(parameters, text))
         XP7_OSErrLToData(err, result);
-        return 0;
-    }
-    char switches[kZbSwitchesCapacity + 1] = "";
-    unsigned long cursor = 0;
-    XP7_GetNextCStringFromVect(parameters, switches, kZbSwitchesCapacity, &cursor, fmx::Text::kEncoding_Native);
-    const unsigned long size = text->GetSize();
-    if (size > 0 && !XP_HasSwitch(switches, "-ReturnAtEnd")) text->DeleteText(size - 1, 1);
-    result.SetAsText(*text, parameters.At(0).GetLocale());
+    else
+        result.SetAsText(*text, parameters.At(0).GetLocale());
     return 0;
 }

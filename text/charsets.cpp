@@ -350,3 +350,11 @@ long ZbMoreX_MacRomanToUTF8CStr(char *s, long max) {
     s[out.size()] = 0;
     return 0;
 }
+
+std::string ZbMacRomanToUTF8(std::string_view bytes) {
+    std::string s(bytes);
+    s.resize(bytes.size() * 3 + 1, '\0');  // every Mac OS Roman character takes at most 3 bytes
+    ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));
+    s.resize(std::strlen(s.c_str()));
+    return s;
+}

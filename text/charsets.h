@@ -5,6 +5,8 @@
 #define ZERB_TEXT_CHARSETS_H
 
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "plugin/fmx.h"
 
@@ -53,5 +55,7 @@ void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &ou
 // target lacks. 0, or -4238 when the conversion fails.
 long ZbMoreX_UTF8StrToMacRomanCStr(char *s, long max);
 long ZbMoreX_MacRomanToUTF8CStr(char *s, long max);
+// Mac OS Roman bytes as UTF-8, up to the first zero byte.
+std::string ZbMacRomanToUTF8(std::string_view bytes);
 
 #endif
