@@ -13,15 +13,21 @@ constexpr unsigned char kExifHeader[6] = {'E', 'x', 'i', 'f', 0, 0};
 
 Zb7RW_Reader::Zb7RW_Reader(const ZbFork &f) : fork(f), block(new unsigned char[kReadBlock]) {}
 
+namespace {
+// The next block, once the one held is used up: 0, -39 at the end of the file, or the read error.
+long Refill(Zb7RW_Reader &in) {
+    size_t got = 0;
+    if (const long err = Zb7_PlatformReadFork(in.fork, in.mark, in.block.get(), kReadBlock, got)) return err;
+    in.mark += int64_t(got);
+    in.valid = got;
+    in.at = 0;
+    return got == 0 ? -39 : 0;
+}
+}  // namespace
+
 long Zb7RW_NextByte(Zb7RW_Reader &in, unsigned char *c) {
-    if (in.at == in.valid) {
-        size_t got = 0;
-        if (const long err = Zb7_PlatformReadFork(in.fork, in.mark, in.block.get(), kReadBlock, got)) return err;
-        in.mark += int64_t(got);
-        in.valid = got;
-        in.at = 0;
-        if (got == 0) return -39;
-    }
+    if (in.at == in.valid)
+        if (const long err = Refill(in)) return err;
     *c = in.block[in.at++];
     return 0;
 }
@@ -46,11 +52,9 @@ long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long
                 *got += direct;
                 return 0;
             }
-            unsigned char c;
-            const long err = Zb7RW_NextByte(in, &c);
+            const long err = Refill(in);
             if (err == -39) return 0;
             if (err) return err;
-            --in.at;
         }
         const size_t n1 = std::min(size_t(n - *got), in.valid - in.at);
         std::memcpy(buffer + *got, in.block.get() + in.at, n1);
@@ -78,11 +82,7 @@ long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char
 
 long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n) {
     while (n > 0) {
-        if (in.at == in.valid) {
-            unsigned char c;
-            if (Zb7RW_NextByte(in, &c) != 0) return -39;
-            --in.at;
-        }
+        if (in.at == in.valid && Refill(in) != 0) return -39;
         const size_t n1 = std::min(size_t(n), in.valid - in.at);
         in.at += n1;
         n -= n1;

@@ -1,6 +1,7 @@
 #include "image/metadata_write.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -140,13 +141,8 @@ long Zb7JPEG_WriteIPTC_HandleAPP13(Zb7RW_Reader &in, Zb7RW_Writer &out, std::str
 }  // namespace
 
 long Zb7RW_CopyRestOfFile(Zb7RW_Reader &in, Zb7RW_Writer &out) {
-    unsigned char buffer[8192];
-    for (;;) {
-        unsigned long got = 0;
-        if (const long err = Zb7RW_ReadNextNBytes(in, buffer, sizeof buffer, &got)) return err;
-        if (got == 0) return 0;
-        if (const long err = Zb7RW_Write_n_bytes(out, buffer, got)) return err;
-    }
+    const long err = CopyBytes(in, out, SIZE_MAX);
+    return err == -39 ? 0 : err;  // the end of the file ends the copy
 }
 
 long Zb7JPEG_ScanJPEGHeaderAndWriteOut(Zb7RW_Reader &in, Zb7RW_Writer &out, int mode, std::string_view iptc,
