@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,6 +17,7 @@
 #include <vector>
 
 #include "platform/errors.h"
+#include "platform/processes.h"
 
 extern char **environ;
 
@@ -62,65 +61,32 @@ bool Zb7_PlatformIsNetworkVolume(const ZbVolume &volume) {
 
 namespace {
 
-// Runs a helper with the given standard input text (through a pipe) and, when passwordFd is
-// wanted, the password on a second pipe whose number goes in PASSWD_FD. Every other descriptor
-// of the host is closed in the child. The exit status, or -1 when it could not start.
+// Runs a helper with the given standard input text (through a pipe) and, when a password is
+// given, the password on a second pipe whose number goes in PASSWD_FD. The exit status, or -1 when
+// it could not start.
 int RunHelper(const std::vector<std::string> &args, const std::string &input, const std::string *password) {
-    int in[2], secret[2] = {-1, -1};
-    if (pipe2(in, O_CLOEXEC) != 0) return -1;
-    if (password && pipe2(secret, O_CLOEXEC) != 0) {
-        close(in[0]);
-        close(in[1]);
-        return -1;
-    }
-    std::vector<char *> argv;
-    for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
-    argv.push_back(nullptr);
+    ZbDescriptor inRead, inWrite, secretRead, secretWrite;
+    if (Zb7_PlatformMakePipe(inRead, inWrite) != 0) return -1;
+    if (password && Zb7_PlatformMakePipe(secretRead, secretWrite) != 0) return -1;
     std::vector<std::string> env;
     for (char **e = environ; *e; ++e)
         if (std::string_view(*e).substr(0, 9) != "PASSWD_FD" && std::string_view(*e).substr(0, 7) != "PASSWD=")
             env.emplace_back(*e);
     if (password) env.push_back("PASSWD_FD=3");
-    std::vector<char *> envp;
-    for (std::string &e : env) envp.push_back(e.data());
-    envp.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    if (password) posix_spawn_file_actions_adddup2(&actions, secret[0], 3);
-    posix_spawn_file_actions_addclosefrom_np(&actions, password ? 4 : 3);
+    ZbSpawnRequest request;
+    request.arguments = args;
+    request.input = inRead.fd;
+    request.extra = secretRead.fd;
+    request.environment = &env;
     pid_t pid = 0;
-    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    close(in[0]);
-    if (password) close(secret[0]);
-    // Both texts are small, far below a pipe's capacity: written at once, then closed.
-    if (spawned == 0) {
-        if (!input.empty() && write(in[1], input.data(), input.size()) < 0) {}
-        if (password && write(secret[1], password->data(), password->size()) < 0) {}
-    }
-    close(in[1]);
-    if (password) close(secret[1]);
-    if (spawned != 0) return -1;
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0)
-        if (errno != EINTR) return -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128;
-}
-
-// Whether a program of that name is on the PATH or in the system's program folders.
-bool HelperExists(const char *name) {
-    std::string folders = std::getenv("PATH") ? std::getenv("PATH") : "";
-    folders += ":/usr/sbin:/sbin:/usr/bin:/bin";
-    for (size_t start = 0; start <= folders.size();) {
-        const size_t end = std::min(folders.find(':', start), folders.size());
-        if (end > start && access((folders.substr(start, end - start) + "/" + name).c_str(), X_OK) == 0) return true;
-        start = end + 1;
-    }
-    return false;
+    if (Zb7_PlatformSpawn(request, pid) != 0) return -1;
+    inRead.Reset();
+    secretRead.Reset();
+    Zb7_PlatformWriteToChild(inWrite.fd, input.data(), input.size());
+    if (password) Zb7_PlatformWriteToChild(secretWrite.fd, password->data(), password->size());
+    inWrite.Reset();
+    secretWrite.Reset();
+    return Zb7_PlatformWaitChild(pid);
 }
 
 }  // namespace
@@ -128,7 +94,7 @@ bool HelperExists(const char *name) {
 long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const std::string &password) {
     const bool smb = url.starts_with("smb://");
     const char *bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    if (bus && *bus && HelperExists("gio")) {
+    if (bus && *bus && Zb7_PlatformProgramExists("gio")) {
         // gio asks for the user, for SMB the domain (the default is kept), and the password.
         const std::string answers = user + "\n" + (smb ? "\n" : "") + password + "\n";
         const int status = RunHelper({"gio", "mount", url}, answers, nullptr);
@@ -144,7 +110,7 @@ long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const
     if (name == "." || name == "..") return -50;
     const std::string mountPoint = "/media/" + name;
     const char *helper = smb ? "mount.cifs" : "mount.davfs";
-    if (!HelperExists(helper)) return -1426;
+    if (!Zb7_PlatformProgramExists(helper)) return -1426;
     mkdir("/media", 0755);
     const bool made = mkdir(mountPoint.c_str(), 0755) == 0;
     if (!made && errno != EEXIST) return Zb7_ErrnoToOSErr(errno);
@@ -179,6 +145,6 @@ long Zb7_PlatformUnmount(const ZbVolume &volume) {
     const ssize_t n = readlink(block.c_str(), target, sizeof target - 1);
     if (n <= 0) return 0;
     const std::string_view device(target, size_t(n));
-    if (HelperExists("eject")) RunHelper({"eject", "/dev/" + std::string(device.substr(device.rfind('/') + 1))}, {}, nullptr);
+    if (Zb7_PlatformProgramExists("eject")) RunHelper({"eject", "/dev/" + std::string(device.substr(device.rfind('/') + 1))}, {}, nullptr);
     return 0;
 }

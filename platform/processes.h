@@ -1,0 +1,64 @@
+// Starting other programs from inside the host. The host runs many threads, so a program is started
+// with posix_spawn, never fork. The child gets only the descriptors asked for here: every other
+// descriptor of the host is closed in it, its signal mask is empty and every signal has its default
+// action, whatever the host set for itself.
+#ifndef ZERB_PLATFORM_PROCESSES_H
+#define ZERB_PLATFORM_PROCESSES_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// Closes its descriptor when it goes out of scope.
+struct ZbDescriptor {
+    int fd = -1;
+    ZbDescriptor() = default;
+    explicit ZbDescriptor(int f) : fd(f) {}
+    ZbDescriptor(ZbDescriptor &&other) noexcept : fd(other.fd) { other.fd = -1; }
+    ZbDescriptor &operator=(ZbDescriptor &&other) noexcept;
+    ZbDescriptor(const ZbDescriptor &) = delete;
+    ZbDescriptor &operator=(const ZbDescriptor &) = delete;
+    ~ZbDescriptor() { Reset(); }
+    void Reset(int f = -1);
+};
+
+// A pipe whose ends are closed on exec in this process (the child receives an end only through
+// ZbSpawnRequest). errno value, 0 on success.
+int Zb7_PlatformMakePipe(ZbDescriptor &readEnd, ZbDescriptor &writeEnd);
+
+struct ZbSpawnRequest {
+    std::vector<std::string> arguments;                     // the program (looked for on the PATH) and its arguments
+    int input = -1;                                         // standard input; -1 gives /dev/null
+    int output = -1;                                        // standard output; -1 gives /dev/null
+    int extra = -1;                                         // passed as descriptor 3 when not -1
+    const std::vector<std::string> *environment = nullptr;  // null: the host's own
+    bool newProcessGroup = false;                           // the child leads a process group of its own
+    bool newSession = false;                                // the child leads a session of its own (no terminal)
+};
+
+// Writes all the bytes to a pipe that a child reads. A child that has stopped reading gives EPIPE
+// (as an errno value), never a SIGPIPE that would end the host. 0 on success.
+int Zb7_PlatformWriteToChild(int fd, const void *data, size_t size);
+
+// Starts the program. 0 and the child's process id, or the errno value of the failure (ENOENT when
+// there is no such program).
+int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid);
+
+// Waits for the child to end and answers its exit status; a child ended by a signal answers 128
+// plus the signal's number, a child that cannot be waited for -1.
+int Zb7_PlatformWaitChild(pid_t pid);
+
+// Runs "/bin/sh -c command" in a process group of its own, its standard input at end of file, and
+// collects everything it writes to its standard output until it closes it, then waits for the
+// shell. With timeoutSeconds above 0, once that time has passed the whole process group is killed
+// and what was written so far is kept (timedOut tells). 0, or the errno value of the failure:
+// EPIPE-free; ENOMEM when the output no longer fits in memory (the command is then killed).
+// `started` is false when the pipe or the process could not be made.
+int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
+                         bool &timedOut);
+
+// Whether a program of that name is on the PATH or in the system's program folders.
+bool Zb7_PlatformProgramExists(const char *name);
+
+#endif

@@ -1,0 +1,259 @@
+#include "platform/processes.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <new>
+
+extern char **environ;
+
+ZbDescriptor &ZbDescriptor::operator=(ZbDescriptor &&other) noexcept {
+    if (this != &other) {
+        Reset(other.fd);
+        other.fd = -1;
+    }
+    return *this;
+}
+
+void ZbDescriptor::Reset(int f) {
+    if (fd >= 0) close(fd);
+    fd = f;
+}
+
+int Zb7_PlatformMakePipe(ZbDescriptor &readEnd, ZbDescriptor &writeEnd) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return errno;
+    readEnd.Reset(ends[0]);
+    writeEnd.Reset(ends[1]);
+    return 0;
+}
+
+int Zb7_PlatformWriteToChild(int fd, const void *data, size_t size) {
+    // SIGPIPE is blocked in this thread while writing; one raised here is taken back before the
+    // mask is restored, unless one was already pending for the thread.
+    sigset_t pipeSignal, previous, pending;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    sigpending(&pending);
+    const bool wasPending = sigismember(&pending, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
+    int error = 0;
+    for (const char *p = static_cast<const char *>(data); size > 0;) {
+        const ssize_t n = write(fd, p, size);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            error = errno;
+            break;
+        }
+        p += n;
+        size -= size_t(n);
+    }
+    if (error == EPIPE && !wasPending) {
+        const struct timespec zero = {0, 0};
+        while (sigtimedwait(&pipeSignal, nullptr, &zero) < 0 && errno == EINTR) {
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return error;
+}
+
+namespace {
+
+// The spawn attributes and file actions, destroyed on every path.
+struct ZbSpawnSetup {
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_t actions;
+    int error = 0;
+    bool haveAttributes = false, haveActions = false;
+
+    ZbSpawnSetup() {
+        if ((error = posix_spawnattr_init(&attributes)) != 0) return;
+        haveAttributes = true;
+        if ((error = posix_spawn_file_actions_init(&actions)) != 0) return;
+        haveActions = true;
+    }
+    ~ZbSpawnSetup() {
+        if (haveActions) posix_spawn_file_actions_destroy(&actions);
+        if (haveAttributes) posix_spawnattr_destroy(&attributes);
+    }
+    ZbSpawnSetup(const ZbSpawnSetup &) = delete;
+    ZbSpawnSetup &operator=(const ZbSpawnSetup &) = delete;
+
+    // Each step keeps the first failure.
+    void Check(int result) {
+        if (error == 0) error = result;
+    }
+    void Descriptor(int from, int to, int openFlags) {
+        if (from >= 0)
+            Check(posix_spawn_file_actions_adddup2(&actions, from, to));
+        else
+            Check(posix_spawn_file_actions_addopen(&actions, to, "/dev/null", openFlags, 0));
+    }
+};
+
+}  // namespace
+
+int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
+    if (request.arguments.empty()) return EINVAL;
+    ZbSpawnSetup setup;
+    if (setup.error) return setup.error;
+    // Standard error goes nowhere: the host's own is the server's log.
+    setup.Descriptor(request.input, STDIN_FILENO, O_RDONLY);
+    setup.Descriptor(request.output, STDOUT_FILENO, O_WRONLY);
+    setup.Descriptor(-1, STDERR_FILENO, O_WRONLY);
+    if (request.extra >= 0) setup.Descriptor(request.extra, 3, 0);
+    setup.Check(posix_spawn_file_actions_addclosefrom_np(&setup.actions, request.extra >= 0 ? 4 : 3));
+
+    short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
+    sigset_t none, all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    setup.Check(posix_spawnattr_setsigmask(&setup.attributes, &none));
+    setup.Check(posix_spawnattr_setsigdefault(&setup.attributes, &all));
+    if (request.newSession) {
+        flags |= POSIX_SPAWN_SETSID;
+    } else if (request.newProcessGroup) {
+        flags |= POSIX_SPAWN_SETPGROUP;
+        setup.Check(posix_spawnattr_setpgroup(&setup.attributes, 0));
+    }
+    setup.Check(posix_spawnattr_setflags(&setup.attributes, flags));
+    if (setup.error) return setup.error;
+
+    std::vector<char *> argv;
+    for (const std::string &a : request.arguments) argv.push_back(const_cast<char *>(a.c_str()));
+    argv.push_back(nullptr);
+    std::vector<char *> envp;
+    if (request.environment) {
+        for (const std::string &e : *request.environment) envp.push_back(const_cast<char *>(e.c_str()));
+        envp.push_back(nullptr);
+    }
+    return posix_spawnp(&pid, argv[0], &setup.actions, &setup.attributes, argv.data(),
+                        request.environment ? envp.data() : environ);
+}
+
+int Zb7_PlatformWaitChild(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0)
+        if (errno != EINTR) return -1;
+    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
+}
+
+bool Zb7_PlatformProgramExists(const char *name) {
+    std::string folders = std::getenv("PATH") ? std::getenv("PATH") : "";
+    folders += ":/usr/sbin:/sbin:/usr/bin:/bin";
+    for (size_t start = 0; start <= folders.size();) {
+        const size_t end = std::min(folders.find(':', start), folders.size());
+        if (end > start && access((folders.substr(start, end - start) + "/" + name).c_str(), X_OK) == 0) return true;
+        start = end + 1;
+    }
+    return false;
+}
+
+namespace {
+
+int64_t MonotonicMilliseconds() {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// Appends what the pipe holds now, without waiting; false at end of file or on an error.
+bool DrainPipe(int fd, std::string &output) {
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = read(fd, buffer, sizeof buffer);
+        if (n > 0) {
+            output.append(buffer, size_t(n));
+            continue;
+        }
+        if (n < 0 && errno == EINTR) continue;
+        return false;
+    }
+}
+
+}  // namespace
+
+int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
+                         bool &timedOut) {
+    started = timedOut = false;
+    ZbDescriptor readEnd, writeEnd;
+    if (const int error = Zb7_PlatformMakePipe(readEnd, writeEnd)) return error;
+    ZbSpawnRequest request;
+    request.arguments = {"/bin/sh", "-c", command};
+    request.output = writeEnd.fd;
+    request.newProcessGroup = true;
+    pid_t pid = 0;
+    if (const int error = Zb7_PlatformSpawn(request, pid)) return error;
+    started = true;
+    writeEnd.Reset();
+
+    const bool timed = timeoutSeconds > 0;
+    const int64_t deadline =
+        timed ? MonotonicMilliseconds() + std::min<int64_t>(timeoutSeconds, INT32_MAX / 1000) * 1000 : 0;
+    int error = 0;
+    // Reads in large blocks straight into the output's spare room, so a long output is copied once.
+    constexpr size_t kBlock = 1 << 16;
+    try {
+        for (;;) {
+            if (timed) {
+                const int64_t left = deadline - MonotonicMilliseconds();
+                struct pollfd wait = {readEnd.fd, POLLIN, 0};
+                const int ready = left > 0 ? poll(&wait, 1, int(left)) : 0;
+                if (ready < 0 && errno == EINTR) continue;
+                if (ready == 0) {
+                    timedOut = true;
+                    break;
+                }
+            }
+            const size_t used = output.size();
+            if (output.capacity() - used < kBlock) output.reserve(std::max(output.capacity() * 2, used + kBlock));
+            output.resize(output.capacity());
+            const ssize_t n = read(readEnd.fd, output.data() + used, output.size() - used);
+            output.resize(n > 0 ? used + size_t(n) : used);
+            if (n > 0) continue;
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0) error = errno;
+            break;
+        }
+    } catch (const std::bad_alloc &) {
+        error = ENOMEM;
+    }
+
+    // The shell may still run after closing its output; with a time limit it gets what is left.
+    if (timed && !timedOut && error == 0) {
+        int status = 0;
+        while (waitpid(pid, &status, WNOHANG) == 0) {
+            if (MonotonicMilliseconds() >= deadline) {
+                timedOut = true;
+                break;
+            }
+            usleep(10000);
+        }
+        if (!timedOut) return 0;
+    }
+    if (timedOut || error) {
+        kill(-pid, SIGKILL);
+        if (timedOut) {
+            // What the command wrote before it was ended is kept.
+            fcntl(readEnd.fd, F_SETFL, O_NONBLOCK);
+            try {
+                DrainPipe(readEnd.fd, output);
+            } catch (const std::bad_alloc &) {
+            }
+        }
+    }
+    readEnd.Reset();
+    Zb7_PlatformWaitChild(pid);
+    return error;
+}

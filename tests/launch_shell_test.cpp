@@ -1,0 +1,211 @@
+// ExecuteShell and Launch: output, line ends, encodings, the time limit, what the command is
+// given, and what the host is left with afterwards (descriptors, children).
+#include <dirent.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/plugin_harness.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+int OpenDescriptors() {
+    int count = 0;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        (void)entry;
+        ++count;
+    }
+    return count;
+}
+
+// Processes whose parent is this one (zombies included).
+std::vector<std::string> ChildrenOfThisProcess() {
+    std::vector<std::string> children;
+    const std::string me = std::to_string(getpid());
+    for (const auto &entry : fs::directory_iterator("/proc")) {
+        std::ifstream stat(entry.path() / "stat");
+        std::string line;
+        if (!std::getline(stat, line)) continue;
+        // pid (comm) state ppid ...: the command may hold spaces and parentheses, the last ")" ends it.
+        const size_t close = line.rfind(')');
+        if (close == std::string::npos) continue;
+        std::istringstream rest(line.substr(close + 2));
+        std::string state, ppid;
+        rest >> state >> ppid;
+        if (ppid == me) children.push_back(line.substr(0, close + 1) + " " + state);
+    }
+    return children;
+}
+
+bool ProcessWithArgumentExists(const std::string &argument) {
+    for (const auto &entry : fs::directory_iterator("/proc")) {
+        std::ifstream cmdline(entry.path() / "cmdline", std::ios::binary);
+        std::string all((std::istreambuf_iterator<char>(cmdline)), std::istreambuf_iterator<char>());
+        if (all.find(argument) != std::string::npos && entry.path().filename() != std::to_string(getpid()))
+            return true;
+    }
+    return false;
+}
+
+class ShellTest : public zerbtest::PluginTest {
+protected:
+    void SetUp() override {
+        PluginTest::SetUp();
+        ASSERT_EQ(Call("ZbFile_Version", {"-RegisterExecuteShellFunction"}), "0");
+    }
+    std::string Shell(const std::string &command, const std::string &switches = "") {
+        return Call("ZbFile_ExecuteShell", {switches, command});
+    }
+};
+
+}  // namespace
+
+TEST_F(ShellTest, AnswersAllOutputWithHostLineEnds) {
+    const std::string big = Shell("head -c 1500000 /dev/zero | tr '\\0' x; printf 'end'");
+    EXPECT_EQ(big.size(), 1500003u);
+    EXPECT_EQ(big.substr(big.size() - 4), "xend");
+    EXPECT_EQ(Shell("printf 'a\\nb\\r\\nc\\n'"), "a\rb\rc\r");
+    // UTF-8 by default; another encoding by its switch.
+    EXPECT_EQ(Shell("printf 'caf\\303\\251'"), "caf\xC3\xA9");
+    EXPECT_EQ(Shell("printf 'caf\\351'", "-Encoding=ISO_8859_1"), "caf\xC3\xA9");
+}
+
+TEST_F(ShellTest, SilentCommandsAndEmptyCommandsAnswerEmptyText) {
+    EXPECT_EQ(Shell("false"), "");
+    EXPECT_EQ(Shell("ls /no/such/folder"), "");  // its complaint goes to standard error, not the answer
+    EXPECT_EQ(Shell(""), "");
+}
+
+TEST_F(ShellTest, CommandGetsEndOfFileAndNoDescriptorOfTheHost) {
+    // Descriptors of the host's own, not marked close-on-exec, must not reach the command.
+    const int leaked = open("/dev/null", O_RDONLY);
+    ASSERT_GE(leaked, 3);
+    const auto started = Clock::now();
+    EXPECT_EQ(Shell("cat; read line; echo \"got:$line\""), "got:\r");
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(5));
+    EXPECT_EQ(Shell("ls /proc/self/fd"), "0\r1\r2\r3\r");  // 3 is ls's own listing of the folder
+    close(leaked);
+}
+
+TEST_F(ShellTest, TimeLimitEndsTheCommandAndItsChildren) {
+    const std::string marker = "60.0" + std::to_string(getpid());
+    auto started = Clock::now();
+    EXPECT_EQ(Shell("sleep " + marker + " & sleep " + marker + "; wait", "-TimeoutSeconds=1"), "$$-1712");
+    auto took = Clock::now() - started;
+    EXPECT_GE(took, std::chrono::milliseconds(900));
+    EXPECT_LT(took, std::chrono::seconds(2));
+    EXPECT_FALSE(ProcessWithArgumentExists(marker));
+    // What was written before the limit is the answer.
+    started = Clock::now();
+    EXPECT_EQ(Shell("echo partial; sleep " + marker, "-Encoding=UTF8 -TimeoutSeconds=1"), "partial\r");
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(2));
+    // A shell that closes its output but goes on running is ended too.
+    started = Clock::now();
+    EXPECT_EQ(Shell("echo early; exec >&-; sleep " + marker, "-TimeoutSeconds=1"), "early\r");
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(2));
+    EXPECT_FALSE(ProcessWithArgumentExists(marker));
+    EXPECT_TRUE(ChildrenOfThisProcess().empty());
+    // A quick command is not held back by the limit.
+    started = Clock::now();
+    EXPECT_EQ(Shell("echo quick", "-TimeoutSeconds=30"), "quick\r");
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(2));
+}
+
+TEST_F(ShellTest, ManyCallsLeaveNoChildAndNoDescriptor) {
+    const int before = OpenDescriptors();
+    for (int k = 0; k < 1000; ++k) ASSERT_EQ(Shell("echo " + std::to_string(k)), std::to_string(k) + "\r");
+    EXPECT_EQ(OpenDescriptors(), before);
+    EXPECT_EQ(ChildrenOfThisProcess(), std::vector<std::string>{});
+}
+
+TEST_F(ShellTest, CallsFromSeveralThreadsGetTheirOwnOutput) {
+    std::vector<std::thread> threads;
+    std::vector<std::string> answers(6);
+    for (size_t t = 0; t < answers.size(); ++t)
+        threads.emplace_back([&, t] {
+            for (int k = 0; k < 20; ++k) {
+                const std::string expected = std::to_string(t) + "-" + std::to_string(k);
+                const std::string got = Shell("printf '%s' " + expected);
+                if (got != expected) answers[t] += got + "!=" + expected + " ";
+            }
+        });
+    for (auto &t : threads) t.join();
+    for (const auto &a : answers) EXPECT_EQ(a, "");
+}
+
+TEST_F(ShellTest, NoPipeAnswers4218) {
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &saved), 0);
+    struct rlimit tight = saved;
+    const int lowestFree = dup(0);
+    close(lowestFree);
+    tight.rlim_cur = rlim_t(lowestFree);  // no descriptor number is left for a pipe
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+    const std::string answer = Shell("echo never");
+    setrlimit(RLIMIT_NOFILE, &saved);
+    EXPECT_EQ(answer, "$$-4218");
+}
+
+namespace {
+
+// Launch with a stand-in opener on the PATH that behaves as the test says.
+class LaunchTest : public zerbtest::PluginTest {
+protected:
+    void SetUp() override {
+        PluginTest::SetUp();
+        dir = fs::temp_directory_path() / ("zerb-launch-" + std::to_string(getpid()));
+        fs::create_directories(dir / "bin");
+        std::ofstream(dir / "doc.txt") << "x";
+        savedPath = std::getenv("PATH") ? std::getenv("PATH") : "";
+        setenv("PATH", ((dir / "bin").string() + ":" + savedPath).c_str(), 1);
+    }
+    void TearDown() override {
+        setenv("PATH", savedPath.c_str(), 1);
+        fs::remove_all(dir);
+        PluginTest::TearDown();
+    }
+    void Opener(const std::string &body) {
+        const fs::path script = dir / "bin" / "xdg-open";
+        std::ofstream(script) << "#!/bin/sh\n" << body << "\n";
+        fs::permissions(script, fs::perms::owner_all);
+    }
+    fs::path dir;
+    std::string savedPath;
+};
+
+}  // namespace
+
+TEST_F(LaunchTest, OpensTheItemAndAnswersTheOpenersFailures) {
+    Opener("printf '%s' \"$1\" > '" + (dir / "opened").string() + "'");
+    EXPECT_EQ(Call("ZbFile_Launch", {"", (dir / "doc.txt").string()}), "0");
+    for (int k = 0; k < 50 && !fs::exists(dir / "opened"); ++k) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(zerbtest::Contents((dir / "opened").string()), (dir / "doc.txt").string());
+
+    Opener("exit 3");  // no application for the item
+    EXPECT_EQ(Call("ZbFile_Launch", {"", (dir / "doc.txt").string()}), "$$-10814");
+    Opener("exit 2");
+    EXPECT_EQ(Call("ZbFile_Launch", {"", (dir / "doc.txt").string()}), "$$-43");
+
+    EXPECT_EQ(Call("ZbFile_Launch", {"", ""}), "$$-50");
+    EXPECT_EQ(Call("ZbFile_Launch", {"", (dir / "missing.txt").string()}), "$$-43");
+}
+
+TEST_F(LaunchTest, ReturnsAtOnceAndLeavesNoChild) {
+    // An opener that stays with the application it started.
+    const std::string marker = "30.0" + std::to_string(getpid());
+    Opener("exec sleep " + marker);
+    const auto started = Clock::now();
+    EXPECT_EQ(Call("ZbFile_Launch", {"", dir.string()}), "0");
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(1));
+    EXPECT_TRUE(ProcessWithArgumentExists(marker));
+    EXPECT_EQ(ChildrenOfThisProcess(), std::vector<std::string>{});
+    std::system(("pkill -f 'sleep " + marker + "'").c_str());
+}
