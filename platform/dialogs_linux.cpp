@@ -1,13 +1,15 @@
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
+#include "platform/dialogs.h"
+
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
-#include <vector>
+#include <filesystem>
+#include <fstream>
+#include <string_view>
 
-#include "platform/dialogs.h"
+#include "platform/processes.h"
 
 extern char **environ;
 
@@ -17,27 +19,126 @@ bool Zb7_PlatformHasDisplay() {
     return (x && *x) || (wayland && *wayland);
 }
 
+namespace {
+
+constexpr long kErrUserCanceled = -128;
+constexpr long kErrNoUserInteraction = -1713;
+constexpr long kErrUnknownDialogKind = -4225;
+
+// A settings folder of zenity's own for one dialog, removed afterwards. The file chooser reads
+// whether to list hidden files from its settings, and zenity takes no option for it; with the
+// settings kept in a key file here, each dialog lists them or not as it is asked, and whatever the
+// chooser saves on closing stays out of the user's own settings. The user's GTK folder (theme,
+// bookmarks) is linked in.
+struct ZbDialogSettings {
+    std::string folder;
+
+    explicit ZbDialogSettings(bool showHidden) {
+        const char *tmp = std::getenv("TMPDIR");
+        std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/zerb-dialog-XXXXXX";
+        if (!mkdtemp(pattern.data())) return;
+        folder = pattern;
+        std::error_code ec;
+        std::filesystem::create_directories(folder + "/glib-2.0/settings", ec);
+        std::ofstream(folder + "/glib-2.0/settings/keyfile")
+            << "[org/gtk/settings/file-chooser]\nshow-hidden=" << (showHidden ? "true" : "false") << "\n";
+        const char *config = std::getenv("XDG_CONFIG_HOME");
+        const char *home = std::getenv("HOME");
+        const std::string gtk = config && *config ? std::string(config) + "/gtk-3.0"
+                                : home && *home   ? std::string(home) + "/.config/gtk-3.0"
+                                                  : std::string();
+        if (!gtk.empty() && std::filesystem::is_directory(gtk, ec))
+            std::filesystem::create_directory_symlink(gtk, folder + "/gtk-3.0", ec);
+    }
+    ~ZbDialogSettings() {
+        std::error_code ec;
+        if (!folder.empty()) std::filesystem::remove_all(folder, ec);
+    }
+    ZbDialogSettings(const ZbDialogSettings &) = delete;
+    ZbDialogSettings &operator=(const ZbDialogSettings &) = delete;
+};
+
+// Runs zenity with the arguments (each one argument of its own, never through a shell) and the
+// environment, collecting what it prints. Its exit status, or -1 when it could not run.
+int RunZenity(const std::vector<std::string> &arguments, const std::vector<std::string> *environment,
+              std::string &output) {
+    ZbDescriptor readEnd, writeEnd;
+    if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0) return -1;
+    ZbSpawnRequest request;
+    request.arguments = arguments;
+    request.output = writeEnd.fd;
+    request.environment = environment;
+    pid_t pid = 0;
+    if (Zb7_PlatformSpawn(request, pid) != 0) return -1;
+    writeEnd.Reset();
+    char buffer[4096];
+    for (;;) {
+        const ssize_t n = read(readEnd.fd, buffer, sizeof buffer);
+        if (n > 0)
+            output.append(buffer, size_t(n));
+        else if (n == 0 || errno != EINTR)
+            break;
+    }
+    readEnd.Reset();
+    return Zb7_PlatformWaitChild(pid);
+}
+
+}  // namespace
+
 bool Zb7_PlatformConfirmDelete(const std::string &message) {
     if (!Zb7_PlatformHasDisplay()) return false;
-    // The message goes to zenity as one argument, never through a shell. The child gets no
-    // descriptor of the host but the standard ones.
-    const std::string text = "--text=" + message;
-    std::vector<char *> argv = {const_cast<char *>("zenity"), const_cast<char *>("--question"),
-                                const_cast<char *>("--icon-name=dialog-warning"),
-                                const_cast<char *>("--ok-label=Delete"), const_cast<char *>("--cancel-label=Cancel"),
-                                const_cast<char *>("--no-markup"), const_cast<char *>(text.c_str()), nullptr};
-    posix_spawn_file_actions_t actions;
-    if (posix_spawn_file_actions_init(&actions) != 0) return false;
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-#ifdef __GLIBC__
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-#endif
-    pid_t pid = 0;
-    const int spawned = posix_spawnp(&pid, "zenity", &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) return false;
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    std::string ignored;
+    return RunZenity({"zenity", "--question", "--icon-name=dialog-warning", "--ok-label=Delete",
+                      "--cancel-label=Cancel", "--no-markup", "--text=" + message},
+                     nullptr, ignored) == 0;
+}
+
+long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std::string> &chosen) {
+    chosen.clear();
+    if (request.kind < kZbDialogChooseFile || request.kind > kZbDialogChooseFolder) return kErrUnknownDialogKind;
+    if (!Zb7_PlatformHasDisplay() || !Zb7_PlatformProgramExists("zenity")) return kErrNoUserInteraction;
+
+    // Chosen paths are joined by "//", which no path the chooser answers contains.
+    std::vector<std::string> arguments = {"zenity", "--file-selection", "--separator=//", "--title=" + request.title};
+    if (request.kind == kZbDialogPutFile) arguments.push_back("--save");
+    if (request.kind == kZbDialogChooseFolder) arguments.push_back("--directory");
+    if (request.multiple && request.kind == kZbDialogChooseFile) arguments.push_back("--multiple");
+    // A folder's path with "/" opens the chooser in it; without, the folder is selected in its
+    // parent.
+    std::string start = request.location;
+    if (!start.empty()) {
+        while (start.size() > 1 && start.back() == '/') start.pop_back();
+        if (request.kind == kZbDialogPutFile)
+            start += (start == "/" ? "" : "/") + request.defaultName;
+        else if (!request.selectLocation && start != "/")
+            start += "/";
+    } else if (request.kind == kZbDialogPutFile && !request.defaultName.empty()) {
+        start = request.defaultName;
     }
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (!start.empty()) arguments.push_back("--filename=" + start);
+
+    const ZbDialogSettings settings(request.showInvisibles);
+    std::vector<std::string> environment;
+    for (char **e = environ; *e; ++e) {
+        const std::string_view entry(*e);
+        if (!entry.starts_with("GSETTINGS_BACKEND=") && !entry.starts_with("XDG_CONFIG_HOME="))
+            environment.emplace_back(entry);
+    }
+    if (!settings.folder.empty()) {
+        environment.push_back("GSETTINGS_BACKEND=keyfile");
+        environment.push_back("XDG_CONFIG_HOME=" + settings.folder);
+    }
+
+    std::string output;
+    const int status = RunZenity(arguments, &environment, output);
+    if (status < 0) return kErrNoUserInteraction;
+    if (status != 0) return kErrUserCanceled;
+    if (output.ends_with('\n')) output.pop_back();
+    for (size_t at = 0; at < output.size();) {
+        const size_t next = output.find("//", at);
+        chosen.push_back(output.substr(at, next == std::string::npos ? std::string::npos : next - at));
+        if (next == std::string::npos) break;
+        at = next + 2;
+    }
+    return chosen.empty() ? kErrUserCanceled : 0;
 }

@@ -16,5 +16,6 @@ bool gNavServicesExists = false;
 uint32_t gDefaultCreator = 0;
 std::unique_ptr<std::array<uint32_t, kMaxDefaultTypes>> gDefaultFTypeListPtr;
 short gNumTypes = 0;
+std::string gWindowTitle;
 bool gAliasBugWorkAround = true;
 std::string gPassword;

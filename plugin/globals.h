@@ -27,6 +27,9 @@ constexpr int kMaxDefaultTypes = 10;
 extern std::unique_ptr<std::array<uint32_t, kMaxDefaultTypes>> gDefaultFTypeListPtr;
 extern short gNumTypes;                  // entries used; -1 means no filter
 
+// Title given to every file dialog window; no function sets it, so it stays empty.
+extern std::string gWindowTitle;
+
 extern bool gAliasBugWorkAround;
 extern std::string gPassword;            // non-empty: every function except Version and Control is disabled
 

@@ -81,6 +81,18 @@ fmx::errcode ZbFile7_DoMetaData(short functionId, const fmx::ExprEnv &env, const
                                 fmx::Data &result);
 fmx::errcode ZbFile7_DoSetMetaData(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                    fmx::Data &result);
+fmx::errcode ZbFile7_DoLaunch(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoExecuteShell(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoSelectFileDialog(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoSelectFolderDialog(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoSaveFileDialog(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoContentsDialog(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

@@ -24,7 +24,7 @@ constexpr auto kNotAvailable = ZbFile7_DoNotAvailable;
 // registration stops at the first entry the host refuses.
 constexpr ZbFunctionEntry kMainTable[] = {
     {4201, 2, 2, ZbFile7_DoAppendContents},  // AppendContents
-    {4202, 1, 3, kNotAvailable},      // ContentsDialog
+    {4202, 1, 3, ZbFile7_DoContentsDialog},  // ContentsDialog
     {4203, 1, 2, ZbFile7_DoControl},  // Control
     {4204, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertFromFMText
     {4205, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertToFMText
@@ -53,17 +53,17 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4244, 2, 2, ZbFile7_DoGetFileSize},  // GetResourceForkSize
     {4250, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeCreated
     {4251, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeModified
-    {4252, 2, 3, kNotAvailable},      // Launch
+    {4252, 2, 3, ZbFile7_DoLaunch},  // Launch
     {4253, 1, 1, ZbFile7_DoListDisks},  // ListDisks
     {4254, 2, 2, ZbFile7_DoListFolder},  // ListFolder
     {4260, 2, 2, ZbFile7_DoMetaData},  // MetaData
     {4261, 4, 6, ZbFile7_DoMountDisk},  // MountDisk
     {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
     {4263, 2, 3, kNotAvailable},      // ReferenceToClip
-    {4264, 2, 4, kNotAvailable},      // SaveFileDialog
+    {4264, 2, 4, ZbFile7_DoSaveFileDialog},  // SaveFileDialog
     {4270, 3, 3, ZbFile7_DoSearch},   // Search
-    {4271, 2, 3, kNotAvailable},      // SelectFileDialog
-    {4272, 2, 3, kNotAvailable},      // SelectFolderDialog
+    {4271, 2, 3, ZbFile7_DoSelectFileDialog},  // SelectFileDialog
+    {4272, 2, 3, ZbFile7_DoSelectFolderDialog},  // SelectFolderDialog
     {4273, 2, 2, ZbFile7_DoSetContents},  // SetContents
     {4274, 2, 2, ZbFile7_DoSetDefaultCreator},  // SetDefaultCreator
     {4280, 2, 2, ZbFile7_DoSetDefaultFileSpec},  // SetDefaultFileSpec
@@ -90,7 +90,7 @@ constexpr ZbGroup kGroups[] = {
       {4293, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed}},
      3},
     {kZbGroupAsciiValueToText, {{4294, 2, 3, ZbFile7_DoAsciiValueToText}}, 1},
-    {kZbGroupExecuteShell, {{4295, 2, 2, kNotAvailable}}, 1},
+    {kZbGroupExecuteShell, {{4295, 2, 2, ZbFile7_DoExecuteShell}}, 1},
     {kZbGroupCopyFolder, {{4296, 3, 3, ZbFile7_DoCopyFolder_DoMoveFolder}}, 1},
 };
 
