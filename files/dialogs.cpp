@@ -80,24 +80,22 @@ long Zb7_DoNavDialog(std::string switches, int kind, const std::string &location
     request.kind = kind;
     request.showInvisibles = XP_HasSwitch(switches.c_str(), "-ShowInvisibles");
     request.multiple = XP_HasSwitch(switches.c_str(), "-AllowMultipleFiles");
-    request.selectLocation = XP_HasSwitch(switches.c_str(), "-selectDefault");
     request.defaultName = defaultName;
     {
         ZbFrameLock lock(gFrameMutex);
         request.title = gWindowTitle.empty() ? prompt : prompt.empty() ? gWindowTitle : gWindowTitle + ": " + prompt;
     }
-    // A default location that does not parse is ignored; a file's location opens its folder.
+    // A default location that does not parse is ignored. A file as the location opens its folder,
+    // with the file selected when "-selectDefault" asks for the location itself; a save dialog
+    // opens in the file's folder.
     FSSpec ref;
     std::string locationPath;
     ZbItemInfo info;
     if (!location.empty() && ZbPi_CStrToFSpec(location, kZbPathUTF8, kShortNames, &ref) == 0 &&
         Zb7_FSSpecToItemInfo(ref, locationPath, info) == 0) {
-        if (info.isFolder) {
-            request.location = locationPath;
-        } else {
-            request.location = kind == kZbDialogPutFile ? FolderOf(locationPath) : locationPath;
-            request.selectLocation = kind != kZbDialogPutFile;
-        }
+        const bool selectFile = !info.isFolder && kind != kZbDialogPutFile && XP_HasSwitch(switches.c_str(), "-selectDefault");
+        request.location = info.isFolder || selectFile ? locationPath : FolderOf(locationPath);
+        request.locationIsFile = selectFile;
     }
     for (;;) {
         if (const long err = Zb7_PlatformFileDialog(request, chosen)) return err;
@@ -106,7 +104,7 @@ long Zb7_DoNavDialog(std::string switches, int kind, const std::string &location
         std::erase_if(chosen, [&](const std::string &path) { return !PassesTypeFilter(path, types); });
         if (!chosen.empty()) return 0;
         request.location = where;
-        request.selectLocation = false;
+        request.locationIsFile = false;
     }
 }
 

@@ -19,12 +19,11 @@ enum ZbDialogKind { kZbDialogChooseFile = 1, kZbDialogPutFile = 2, kZbDialogChoo
 struct ZbFileDialogRequest {
     int kind = kZbDialogChooseFile;
     std::string title;
-    std::string location;     // POSIX path of the folder to open in; empty for the
-                              // chooser's own
-    std::string defaultName;  // the name proposed by a save dialog
-    bool multiple = false;    // several files may be chosen
+    std::string location;      // POSIX path to open in; empty for the chooser's own choice
+    bool locationIsFile = false;  // the location is a file, selected in its folder
+    std::string defaultName;   // the name proposed by a save dialog
+    bool multiple = false;     // several files may be chosen
     bool showInvisibles = false;
-    bool selectLocation = false;  // the location itself is selected instead of opened
 };
 
 // Runs the chooser and answers the POSIX paths of the chosen items in order (for a save dialog the

@@ -103,16 +103,14 @@ long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std:
     if (request.kind == kZbDialogPutFile) arguments.push_back("--save");
     if (request.kind == kZbDialogChooseFolder) arguments.push_back("--directory");
     if (request.multiple && request.kind == kZbDialogChooseFile) arguments.push_back("--multiple");
-    // A folder's path with "/" opens the chooser in it; without, the folder is selected in its
-    // parent.
+    // A folder's path ending in "/" opens the chooser in it (so that a folder dialog's OK answers
+    // it); a file's path opens its folder with the file selected.
     std::string start = request.location;
-    if (!start.empty()) {
+    if (!start.empty() && !request.locationIsFile) {
         while (start.size() > 1 && start.back() == '/') start.pop_back();
-        if (request.kind == kZbDialogPutFile)
-            start += (start == "/" ? "" : "/") + request.defaultName;
-        else if (!request.selectLocation && start != "/")
-            start += "/";
-    } else if (request.kind == kZbDialogPutFile && !request.defaultName.empty()) {
+        if (start != "/") start += "/";
+        if (request.kind == kZbDialogPutFile) start += request.defaultName;
+    } else if (start.empty() && request.kind == kZbDialogPutFile) {
         start = request.defaultName;
     }
     if (!start.empty()) arguments.push_back("--filename=" + start);

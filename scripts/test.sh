@@ -8,5 +8,7 @@ if grep -qw cifs /proc/filesystems 2>/dev/null; then bash "$root/scripts/setup.s
 # ships with the goexif and imaging packages.
 bash "$root/scripts/setup.sh" libimage-exiftool-perl exiv2 golang-github-rwcarlsen-goexif-dev \
   golang-github-disintegration-imaging-dev
+# The file dialogs are driven for real: zenity on an Xvfb display, keys sent by xdotool.
+bash "$root/scripts/setup.sh" zenity xvfb xdotool
 bash "$root/scripts/build.sh" "$root/build"
 cd "$root/build" && ctest --output-on-failure
