@@ -15,6 +15,8 @@
 //   metadata           MetaData of IPTC, EXIF, XMP and comments over a few hundred camera JPEGs (the
 //                      goexif samples Debian ships, copied) against exiv2 -pa and exiftool -fast, one
 //                      process each over all the files
+//   thumbnails         CreateThumbnail at 80 pixels of ten 6000x4000 JPEGs against vipsthumbnail and
+//                      ImageMagick's convert -thumbnail, with each one's peak memory.
 // Each measurement is the best of a few runs. Not a test: the numbers depend on the machine; the
 // printed ratios (ours / theirs in time: below 1 means ours is faster) are what to compare.
 //
@@ -375,10 +377,69 @@ void BenchMetaData(size_t count, const fs::path &dir) {
     fs::remove_all(folder);
 }
 
+// Peak resident memory, in MB, of a command run through the shell (which it replaces).
+double PeakMemoryOfCommand(const std::string &command) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        execl("/bin/sh", "sh", "-c", ("exec " + command + " >/dev/null 2>&1").c_str(), nullptr);
+        _exit(127);
+    }
+    int status = 0;
+    struct rusage usage {};
+    wait4(pid, &status, 0, &usage);
+    return double(usage.ru_maxrss) / 1024;
+}
+
+void BenchThumbnails(size_t count, const fs::path &dir) {
+    const fs::path photo = "/usr/share/gocode/src/github.com/disintegration/imaging/testdata/branches.jpg";
+    if (!fs::exists(photo) || std::system("command -v vipsthumbnail >/dev/null && command -v convert >/dev/null") != 0) {
+        std::printf("Thumbnails: skipped (needs golang-github-disintegration-imaging-dev, libvips-tools and imagemagick)\n");
+        return;
+    }
+    const fs::path folder = dir / "photos";
+    fs::create_directories(folder);
+    // A 24-megapixel photo: the imaging package's sample enlarged, with grain so it compresses
+    // as a camera's picture does.
+    Shell("convert '" + photo.string() + "' -resize 6000x4000! -attenuate 0.5 +noise Gaussian -quality 92 '" +
+          (folder / "photo0.jpg").string() + "'");
+    std::vector<std::string> files;
+    for (size_t k = 0; k < count; ++k) {
+        const fs::path to = folder / ("photo" + std::to_string(k) + ".jpg");
+        if (k) fs::copy_file(folder / "photo0.jpg", to);
+        files.push_back(to.string());
+    }
+    std::vector<std::unique_ptr<fmx::DataVectUniquePtr>> calls;
+    for (const std::string &f : files) calls.push_back(Parameters({"", f}));
+    const double ours = Best([&] {
+        for (const auto &parameters : calls) {
+            fmx::DataUniquePtr result;
+            zhost::CallFunction(u"ZbFile_CreateThumbnail", **parameters, *result);
+            if (result->GetNativeType() != fmx::Data::kDTBinary) {
+                std::fprintf(stderr, "CreateThumbnail failed\n");
+                std::exit(1);
+            }
+        }
+    });
+    std::string all;
+    for (const std::string &f : files) all += " '" + f + "'";
+    const double vips = Best([&] { Shell("vipsthumbnail -s 80 -o 'vips_%s.jpg'" + all); });
+    const double magick = Best([&] {
+        Shell("for f in" + all + "; do convert \"$f\" -thumbnail 80x80 \"${f%.jpg}_im.jpg\"; done");
+    });
+    const std::string label = "CreateThumbnail 80 px of " + std::to_string(count) + " 6000x4000 JPEGs";
+    Report(label.c_str(), ours, "vipsthumbnail", vips, "ms", 1000);
+    Report(label.c_str(), ours, "convert -thumbnail", magick, "ms", 1000);
+    std::printf("  peak memory for one photo: ours %.1f MB, vipsthumbnail %.1f MB, convert %.1f MB\n",
+                PeakMemory("ZbFile_CreateThumbnail( \"\" ; \"" + files[0] + "\" )"),
+                PeakMemoryOfCommand("vipsthumbnail -s 80 -o 'vips_%s.jpg' '" + files[0] + "'"),
+                PeakMemoryOfCommand("convert '" + files[0] + "' -thumbnail 80x80 '" + files[0] + "_im.jpg'"));
+    fs::remove_all(folder);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    size_t files = 10000, copyMB = 1024, treeFiles = 10000, textMB = 1024, listFiles = 100000, searchEntries = 200000, images = 300;
+    size_t files = 10000, copyMB = 1024, treeFiles = 10000, textMB = 1024, listFiles = 100000, searchEntries = 200000, images = 300, thumbnails = 10;
     for (int a = 1; a + 1 < argc; a += 2) {
         const std::string option = argv[a];
         const size_t value = std::strtoul(argv[a + 1], nullptr, 10);
@@ -389,10 +450,11 @@ int main(int argc, char **argv) {
         else if (option == "--list") listFiles = value;
         else if (option == "--search") searchEntries = value;
         else if (option == "--images") images = value;
+        else if (option == "--thumbnails") thumbnails = value;
         else if (option == "--runs") gRuns = int(std::max<size_t>(value, 1));
         else {
             std::fprintf(stderr, "usage: zerb_bench_files [--files N] [--copy-mb N] [--tree N] [--text-mb N] [--list N] "
-                                 "[--search N] [--images N] [--runs N]\n");
+                                 "[--search N] [--images N] [--thumbnails N] [--runs N]\n");
             return 2;
         }
     }
@@ -415,6 +477,7 @@ int main(int argc, char **argv) {
     if (textMB) BenchContents(textMB, dir);
     if (listFiles) BenchListing(listFiles, dir);
     if (images) BenchMetaData(images, dir);
+    if (thumbnails) BenchThumbnails(thumbnails, dir);
     fs::remove_all(dir);
     if (searchEntries) BenchSearch(searchVolume);
     return 0;

@@ -93,6 +93,10 @@ fmx::errcode ZbFile7_DoSaveFileDialog(short functionId, const fmx::ExprEnv &env,
                               fmx::Data &result);
 fmx::errcode ZbFile7_DoContentsDialog(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                               fmx::Data &result);
+fmx::errcode ZbFile7_DoCreateThumbnail(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
+fmx::errcode ZbFile7_DoReferenceToClip(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
+                              fmx::Data &result);
 // Stands in for every function whose work this build does not have: answers "$$-4221".
 fmx::errcode ZbFile7_DoNotAvailable(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                     fmx::Data &result);

@@ -18,7 +18,6 @@ struct ZbFunctionEntry {
     ZbHandler handler;
 };
 
-constexpr auto kNotAvailable = ZbFile7_DoNotAvailable;
 
 // The main table in registration order. The order is not that of the ids, and it is visible:
 // registration stops at the first entry the host refuses.
@@ -31,7 +30,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4210, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // CopyFile
     {4211, 2, 2, ZbFile7_DoCreateFile},  // CreateFile
     {4212, 2, 2, ZbFile7_DoCreateFolder},  // CreateFolder
-    {4284, 2, 2, kNotAvailable},      // CreateThumbnail
+    {4284, 2, 2, ZbFile7_DoCreateThumbnail},  // CreateThumbnail
     {4213, 2, 2, ZbFile7_DoDeleteFile},  // DeleteFile
     {4214, 2, 2, ZbFile7_DoDeleteFolder},  // DeleteFolder
     {4215, 2, 2, ZbFile7_DoDiskInfo},  // DiskInfo
@@ -59,7 +58,7 @@ constexpr ZbFunctionEntry kMainTable[] = {
     {4260, 2, 2, ZbFile7_DoMetaData},  // MetaData
     {4261, 4, 6, ZbFile7_DoMountDisk},  // MountDisk
     {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
-    {4263, 2, 3, kNotAvailable},      // ReferenceToClip
+    {4263, 2, 3, ZbFile7_DoReferenceToClip},  // ReferenceToClip
     {4264, 2, 4, ZbFile7_DoSaveFileDialog},  // SaveFileDialog
     {4270, 3, 3, ZbFile7_DoSearch},   // Search
     {4271, 2, 3, ZbFile7_DoSelectFileDialog},  // SelectFileDialog

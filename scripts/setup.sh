@@ -2,7 +2,11 @@
 # Installs what building and testing need, from Debian/Ubuntu packages, when it is missing.
 # Further package names given as arguments are installed the same way.
 set -euo pipefail
-packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata "$@")
+# The image codec headers give the types of the libraries the plug-in opens at run time; the
+# plug-in does not link them.
+packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata
+  libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev
+  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
