@@ -226,11 +226,14 @@ TEST_F(ThumbnailTest, WorksWithoutTheOptionalCodecLibraries) {
     EXPECT_EQ(lines[0], "$$-2003");
     EXPECT_EQ(lines[1].rfind("<container: 2 streams: SIZE", 0), 0u) << lines[1];
     lines = zerbtest::RunInPrivateMounts(
-        hide({"libpng16.so", "libgif.so", "libtiff.so", "libwebp.so", "libturbojpeg.so"}),
-        {jpeg, "ZbFile_Version(\"-getversionnumber\")"});
-    ASSERT_EQ(lines.size(), 2u);
+        hide({"libpng16.so", "libgif.so", "libtiff.so", "libwebp.so", "libturbojpeg.so", "libavformat.so",
+              "libavcodec.so"}),
+        {jpeg, "ZbFile_CreateThumbnail( \"-TryMoviePict\" ; \"" + kImaging + "flowers.png\" )",
+         "ZbFile_Version(\"-getversionnumber\")"});
+    ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0], "$$-2003");
-    EXPECT_EQ(lines[1], "3610");
+    EXPECT_EQ(lines[1], "$$-2003");
+    EXPECT_EQ(lines[2], "3610");
 }
 
 namespace {
