@@ -103,10 +103,7 @@ long WriteContents(const fmx::DataVect &parameters, bool append) {
 fmx::errcode ZbFile7_DoGetContents(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                    fmx::Data &result) {
     fmx::TextUniquePtr text;
-    if (const long err = GetContents(parameters, text))
-        XP7_OSErrLToData(err, result);
-    else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+    XP7_TxtOrErrorToData(GetContents(parameters, text), text, parameters, result);
     return 0;
 }
 

@@ -226,12 +226,12 @@ long ContentsDialog(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     return 0;
 }
 
-// Sets a text answer or the error text.
-void SetAnswer(long err, const fmx::TextUniquePtr &text, const fmx::DataVect &parameters, fmx::Data &result) {
+// A path answer (UTF-8), or the error text.
+void PathOrErrorToData(long err, const std::string &answer, fmx::Data &result) {
     if (err)
         XP7_OSErrLToData(err, result);
     else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+        XP7_CStrToData(answer.c_str(), result, fmx::Text::kEncoding_UTF8);
 }
 
 }  // namespace
@@ -239,33 +239,27 @@ void SetAnswer(long err, const fmx::TextUniquePtr &text, const fmx::DataVect &pa
 fmx::errcode ZbFile7_DoSelectFileDialog(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                         const fmx::DataVect &parameters, fmx::Data &result) {
     fmx::TextUniquePtr text;
-    SetAnswer(SelectFileDialog(parameters, text), text, parameters, result);
+    XP7_TxtOrErrorToData(SelectFileDialog(parameters, text), text, parameters, result);
     return 0;
 }
 
 fmx::errcode ZbFile7_DoSelectFolderDialog(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                           const fmx::DataVect &parameters, fmx::Data &result) {
     std::string answer;
-    if (const long err = SelectFolderDialog(parameters, answer))
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(answer.c_str(), result, fmx::Text::kEncoding_UTF8);
+    PathOrErrorToData(SelectFolderDialog(parameters, answer), answer, result);
     return 0;
 }
 
 fmx::errcode ZbFile7_DoSaveFileDialog(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                       const fmx::DataVect &parameters, fmx::Data &result) {
     std::string answer;
-    if (const long err = SaveFileDialog(parameters, answer))
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(answer.c_str(), result, fmx::Text::kEncoding_UTF8);
+    PathOrErrorToData(SaveFileDialog(parameters, answer), answer, result);
     return 0;
 }
 
 fmx::errcode ZbFile7_DoContentsDialog(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                       const fmx::DataVect &parameters, fmx::Data &result) {
     fmx::TextUniquePtr text;
-    SetAnswer(ContentsDialog(parameters, text), text, parameters, result);
+    XP7_TxtOrErrorToData(ContentsDialog(parameters, text), text, parameters, result);
     return 0;
 }

@@ -245,10 +245,7 @@ long ListFolder(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
 fmx::errcode ZbFile7_DoListFolder(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                   fmx::Data &result) {
     fmx::TextUniquePtr text;
-    if (const long err = ListFolder(parameters, text))
-        XP7_OSErrLToData(err, result);
-    else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+    XP7_TxtOrErrorToData(ListFolder(parameters, text), text, parameters, result);
     return 0;
 }
 

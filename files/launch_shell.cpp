@@ -71,9 +71,6 @@ fmx::errcode ZbFile7_DoLaunch(short /*functionId*/, const fmx::ExprEnv & /*env*/
 fmx::errcode ZbFile7_DoExecuteShell(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                     fmx::Data &result) {
     fmx::TextUniquePtr text;
-    if (const long err = ExecuteShell(parameters, text))
-        XP7_OSErrLToData(err, result);
-    else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+    XP7_TxtOrErrorToData(ExecuteShell(parameters, text), text, parameters, result);
     return 0;
 }

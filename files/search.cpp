@@ -243,9 +243,6 @@ long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
 fmx::errcode ZbFile7_DoSearch(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                               fmx::Data &result) {
     fmx::TextUniquePtr text;
-    if (const long err = Search(parameters, text))
-        XP7_OSErrLToData(err, result);
-    else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+    XP7_TxtOrErrorToData(Search(parameters, text), text, parameters, result);
     return 0;
 }

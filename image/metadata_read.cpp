@@ -333,9 +333,6 @@ fmx::errcode ZbFile7_DoMetaData(short /*functionId*/, const fmx::ExprEnv & /*env
     if (request.flags[kZbMetaSourceWin]) encoding = fmx::Text::kEncoding_ASCII_Windows;
     fmx::TextUniquePtr text;
     if (err == 0) err = Zb7_GetMetaData(ref, request, encoding, text);
-    if (err)
-        XP7_OSErrLToData(err, result);
-    else
-        result.SetAsText(*text, parameters.At(0).GetLocale());
+    XP7_TxtOrErrorToData(err, text, parameters, result);
     return 0;
 }

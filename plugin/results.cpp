@@ -18,6 +18,14 @@ void XP7_OSErrLToData(long code, fmx::Data &result) {
     result.SetAsText(*text, *locale);
 }
 
+void XP7_TxtOrErrorToData(long err, const fmx::TextUniquePtr &text, const fmx::DataVect &parameters,
+                          fmx::Data &result) {
+    if (err)
+        XP7_OSErrLToData(err, result);
+    else
+        result.SetAsText(*text, parameters.At(0).GetLocale());
+}
+
 void XP7_CStrToData(const char *text, fmx::Data &result, fmx::Text::Encoding encoding) {
     fmx::TextUniquePtr t;
     t->Assign(text, encoding);
