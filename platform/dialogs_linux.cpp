@@ -116,13 +116,14 @@ long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std:
     if (!start.empty()) arguments.push_back("--filename=" + start);
 
     const ZbDialogSettings settings(request.showInvisibles);
+    const bool ownSettings = !settings.folder.empty();
     std::vector<std::string> environment;
     for (char **e = environ; *e; ++e) {
         const std::string_view entry(*e);
-        if (!entry.starts_with("GSETTINGS_BACKEND=") && !entry.starts_with("XDG_CONFIG_HOME="))
+        if (!ownSettings || (!entry.starts_with("GSETTINGS_BACKEND=") && !entry.starts_with("XDG_CONFIG_HOME=")))
             environment.emplace_back(entry);
     }
-    if (!settings.folder.empty()) {
+    if (ownSettings) {
         environment.push_back("GSETTINGS_BACKEND=keyfile");
         environment.push_back("XDG_CONFIG_HOME=" + settings.folder);
     }

@@ -52,9 +52,9 @@ int Zb7_PlatformWaitChild(pid_t pid);
 // Runs "/bin/sh -c command" in a process group of its own, its standard input at end of file, and
 // collects everything it writes to its standard output until it closes it, then waits for the
 // shell. With timeoutSeconds above 0, once that time has passed the whole process group is killed
-// and what was written so far is kept (timedOut tells). 0, or the errno value of the failure:
-// EPIPE-free; ENOMEM when the output no longer fits in memory (the command is then killed).
-// `started` is false when the pipe or the process could not be made.
+// and what was written so far is kept (timedOut tells). 0, or the errno value of the failure: of
+// making the pipe or the process (then `started` is false), of reading the pipe, or ENOMEM when
+// the output no longer fits in memory (the command is then killed).
 int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
                          bool &timedOut);
 
