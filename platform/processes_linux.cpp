@@ -255,5 +255,11 @@ int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::s
     }
     readEnd.Reset();
     Zb7_PlatformWaitChild(pid);
+    // The rest of the group got the same signal but may not have run yet to die of it (a loaded
+    // machine): the call answers once they are gone, so none outlives it. The wait is bounded,
+    // as an orphan whose new parent never reaps it still counts as a member.
+    if (timedOut || error)
+        for (const int64_t until = MonotonicMilliseconds() + 500; kill(-pid, 0) == 0 && MonotonicMilliseconds() < until;)
+            usleep(1000);
     return error;
 }
