@@ -3,9 +3,11 @@
 #define ZERB_FILES_FORK_IO_H
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdint>
-#include <memory>
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,7 +17,9 @@
 #include "plugin/fmx.h"
 #include "text/encoding.h"
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
+#include <immintrin.h>
+#elif defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
@@ -48,9 +52,7 @@ constexpr size_t kZbStreamBlock = 64000;
 constexpr size_t kZbUnreadLimit = 2000;  // a longer step back is refused (-92)
 
 struct ZbStreamReader {
-    // releaseRead: the file's contents are being replaced, so the cache of each range read is
-    // given back at once (a 1 GiB rewrite then needs no second gigabyte of page cache).
-    explicit ZbStreamReader(const ZbFork &fork, bool releaseRead = false);
+    explicit ZbStreamReader(const ZbFork &fork);
     // The next block: 0, or -39 at the end of the file.
     long NextBlock();
     // One byte: 0, or -39 at the end of the file.
@@ -64,29 +66,68 @@ struct ZbStreamReader {
     long Unread(size_t count);
 
     const ZbFork &fork;
-    bool releaseRead;
     std::unique_ptr<unsigned char[]> chunk;
     size_t chunkSize;                   // a whole number of blocks, no more than the file needs
     size_t chunkValid = 0, chunkBlock;  // bytes in the chunk, and the block of it in use
-    int64_t mark = 0;                   // file offset of the next chunk
-    const unsigned char *block = nullptr;
+    int64_t mark = 0;                   // file offset of the next chunk read here
+    unsigned char *block = nullptr;  // the stream's own copy: a reader may change what it has read
     uint64_t blockNumber = 0;           // counts the blocks read
     uint32_t valid = 0, position = 0;
 };
 
+class ZbBlockHandoff;
+
 // The writer of new contents: bytes gathered in a block of blockSize and written at the fork's
 // next offset (from its start) when the block is full; a piece of a block or more goes straight
-// through. One per call.
+// through. With a hand-off, full blocks go to the thread that writes them instead. One per call.
 struct ZbForkWriter {
     ZbForkWriter(const ZbFork &fork, size_t blockSize);
-    long Write(const void *data, size_t n);
+    // Inline while the piece fits: Substitute writes two short pieces for every match.
+    long Write(const void *data, size_t n) {
+        if (used + n > blockSize) return WriteThrough(data, n);
+        std::memcpy(block.get() + used, data, n);
+        used += n;
+        return 0;
+    }
     long Flush();
+    long WriteThrough(const void *data, size_t n);
 
     const ZbFork &fork;
     size_t blockSize;
     std::unique_ptr<unsigned char[]> block;
     size_t used = 0;
     int64_t mark = 0;  // file offset of the block's first byte
+    ZbBlockHandoff *handoff = nullptr;
+};
+
+// Full blocks of new contents, handed from the thread that makes them to the thread that writes
+// them, so that reading and scanning a large file run beside writing its new contents. The
+// writing thread is the call's own: every change to the user's files is made there. Three blocks
+// take turns: one being filled, one being written, one waiting.
+class ZbBlockHandoff {
+public:
+    explicit ZbBlockHandoff(size_t blockSize);
+    // The maker's side: hands over a full block (its first count bytes, for the fork's offset)
+    // and takes an empty one in exchange; answers the writer's error once there is one.
+    long Hand(std::unique_ptr<unsigned char[]> &block, size_t count, int64_t offset);
+    // The maker's side: no more blocks will come.
+    void Finish();
+    // The writer's side: writes each block handed over, in order, until the maker finishes; 0 or
+    // the first error (after which blocks are taken back unwritten).
+    long WriteAll(const ZbFork &fork);
+
+private:
+    struct Full {
+        std::unique_ptr<unsigned char[]> bytes;
+        size_t count;
+        int64_t offset;
+    };
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::unique_ptr<unsigned char[]>> empty_;
+    std::vector<Full> full_;  // in order; never more than the three blocks, so never reallocated
+    bool finished_ = false;
+    long writeErr_ = 0;
 };
 
 // Finds where the next byte that can start a match stands in the block held: the pattern's first
@@ -104,10 +145,87 @@ private:
     uint32_t from_ = 0, candidate_ = 0;
 };
 
+// Copies a few bytes without a call: overlapping word moves up to 16 bytes.
+inline void ZbCopySmall(unsigned char *to, const unsigned char *from, size_t n) {
+    const auto move = [&](auto word) {
+        decltype(word) head, tail;
+        std::memcpy(&head, from, sizeof word);
+        std::memcpy(&tail, from + n - sizeof word, sizeof word);
+        std::memcpy(to, &head, sizeof word);
+        std::memcpy(to + n - sizeof word, &tail, sizeof word);
+    };
+    if (n > 16)
+        std::memcpy(to, from, n);
+    else if (n >= 8)
+        move(uint64_t());
+    else if (n >= 4)
+        move(uint32_t());
+    else if (n >= 2)
+        move(uint16_t());
+    else if (n == 1)
+        *to = *from;
+}
+
+// Checks in full the starts i + (each bit set in mask) that do not overlap a match found before,
+// calling found(start) for each match: false when found() asked to stop.
+template <class Found>
+inline __attribute__((always_inline)) bool ZbCheckStarts(uint64_t mask, size_t i, const unsigned char *data,
+                                                         const unsigned char *n, size_t k, size_t &next, Found &found) {
+    for (; mask; mask &= mask - 1) {
+        const size_t start = i + unsigned(__builtin_ctzll(mask));
+        if (start < next) continue;
+        // The bytes between, compared in line: most hits fail at once, and a call costs more.
+        size_t j = 1;
+        while (j < k - 1 && data[start + j] == n[j]) ++j;
+        if (j < k - 1) continue;
+        if (!found(start)) return false;
+        next = start + k;
+    }
+    return true;
+}
+
+#if defined(__x86_64__)
+inline const bool kZbHasAvx2 = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") != 0;
+}();
+
+// Of the 32 starts at p, those whose first, second and last bytes are the needle's, as a mask:
+// for a needle of three bytes the matches themselves.
+__attribute__((target("avx2"), always_inline)) inline uint64_t ZbStartsAvx2(const unsigned char *p, size_t k,
+                                                                           __m256i first, __m256i second,
+                                                                           __m256i last) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + 1));
+    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(p + k - 1));
+    return unsigned(_mm256_movemask_epi8(
+        _mm256_and_si256(_mm256_and_si256(_mm256_cmpeq_epi8(a, first), _mm256_cmpeq_epi8(b, second)),
+                         _mm256_cmpeq_epi8(c, last))));
+}
+
+// The windows of ZbForEachMatch with 32-byte vectors, on processors that have them: where the
+// scan stopped, or SIZE_MAX when found() asked to stop.
+template <class Found>
+__attribute__((target("avx2"))) size_t ZbScanWindowsAvx2(const unsigned char *data, size_t size,
+                                                         const unsigned char *n, size_t k, size_t &next,
+                                                         Found &found) {
+    const __m256i first = _mm256_set1_epi8(char(n[0])), second = _mm256_set1_epi8(char(n[1])),
+                  last = _mm256_set1_epi8(char(n[k - 1]));
+    size_t i = 0, after = next;  // a copy of its own: found() may write bytes, which could alias `next`
+    for (; i + k - 1 + 64 <= size; i += 64) {
+        const uint64_t low = ZbStartsAvx2(data + i, k, first, second, last);
+        const uint64_t high = ZbStartsAvx2(data + i + 32, k, first, second, last);
+        if (!ZbCheckStarts(low | high << 32, i, data, n, k, after, found)) return SIZE_MAX;
+    }
+    next = after;
+    return i;
+}
+#endif
+
 // Calls found(offset) for each whole occurrence of the needle in [data, data + size), left to
 // right and never overlapping, until it returns false: a vector scan for the needle's first and
-// last bytes together, sixteen starts at a time, each hit checked in full. One pass however many
-// occurrences there are.
+// last bytes together, sixty-four starts at a time, each hit checked in full. One pass however
+// many occurrences there are.
 template <class Found>
 void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view needle, Found found) {
     const size_t k = needle.size();
@@ -123,27 +241,28 @@ void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view nee
         return;
     }
     size_t i = 0;
-#if defined(__SSE2__)
-    const __m128i first = _mm_set1_epi8(char(n[0])), last = _mm_set1_epi8(char(n[k - 1]));
-    for (;; i += 16) {
-        if (i < next) i = next;
-        if (i + k - 1 + 16 > size) break;
-        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i));
-        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(data + i + k - 1));
-        for (unsigned mask = unsigned(_mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(a, first), _mm_cmpeq_epi8(b, last))));
-             mask; mask &= mask - 1) {
-            const size_t start = i + unsigned(__builtin_ctz(mask));
-            if (start < next) continue;
-            // The bytes between, compared in line: most hits fail at once, and a call costs more.
-            size_t j = 1;
-            while (j < k - 1 && data[start + j] == n[j]) ++j;
-            if (j < k - 1) continue;
-            if (!found(start)) return;
-            next = start + k;
-        }
-    }
+#if defined(__x86_64__)
+    if (kZbHasAvx2) {
+        i = ZbScanWindowsAvx2(data, size, n, k, next, found);
+        if (i == SIZE_MAX) return;
+    } else
 #endif
-    // The last starts, fewer than sixteen.
+    {
+#if defined(__SSE2__)
+        const __m128i first = _mm_set1_epi8(char(n[0])), last = _mm_set1_epi8(char(n[k - 1]));
+        for (; i + k - 1 + 64 <= size; i += 64) {
+            const auto *p = reinterpret_cast<const __m128i *>(data + i);
+            const auto *q = reinterpret_cast<const __m128i *>(data + i + k - 1);
+            uint64_t mask = 0;
+            for (int v = 0; v < 4; ++v)
+                mask |= uint64_t(unsigned(_mm_movemask_epi8(_mm_and_si128(
+                            _mm_cmpeq_epi8(_mm_loadu_si128(p + v), first), _mm_cmpeq_epi8(_mm_loadu_si128(q + v), last)))))
+                        << (16 * v);
+            if (!ZbCheckStarts(mask, i, data, n, k, next, found)) return;
+        }
+#endif
+    }
+    // The last starts, fewer than sixty-four.
     for (i = std::max(i, next); i + k <= size;) {
         const void *at = memmem(data + i, size - i, n, k);
         if (!at) return;

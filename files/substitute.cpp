@@ -1,9 +1,13 @@
 #include "files/substitute.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 #include "files/fork_io.h"
@@ -27,12 +31,15 @@ constexpr size_t kWriteBlock = 16 * kZbStreamBlock;
 
 }  // namespace
 
-long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
-                    std::string_view replacement, bool ignoreCase, bool replacingSource) {
-    if (search.empty()) return kZbErrParameter;
-    ZbStreamReader in(source, replacingSource);
-    ZbForkWriter out(destination, kWriteBlock);
+namespace {
+
+// The stream step proper: the source read and scanned through the stream, the new contents made
+// through `out`.
+long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view search,
+                      std::string_view replacement, bool ignoreCase) {
+    ZbStreamReader in(source);
     ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
+    const bool patchInPlace = replacement.size() == search.size();
     long err = 0;
     for (;;) {
         if (in.position >= in.valid && (err = in.NextBlock()) != 0) break;
@@ -40,6 +47,24 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
         // and changes nothing: the next whole match is found at once, and the bytes before it go
         // out as they are. Only the block's last bytes need the byte-at-a-time reading.
         const uint32_t fits = in.valid >= search.size() ? in.valid - uint32_t(search.size()) + 1 : 0;
+        if (!ignoreCase && in.position < fits && patchInPlace) {
+            // A replacement as long as the search is put where the match stands, in the block
+            // read, and the block goes out in one piece. Locals only in the loop: a byte written
+            // to the block could alias anything else.
+            unsigned char *const from = in.block + in.position;
+            const auto *with = reinterpret_cast<const unsigned char *>(replacement.data());
+            const size_t k = search.size();
+            size_t past = 0;  // the end of the last match
+            ZbForEachMatch(from, in.valid - in.position, search, [from, with, k, &past](size_t offset) {
+                ZbCopySmall(from + offset, with, k);
+                past = offset + k;
+                return true;
+            });
+            const uint32_t end = std::max(fits, in.position + uint32_t(past));
+            if ((err = out.Write(from, end - in.position)) != 0) break;
+            in.position = end;
+            continue;
+        }
         if (!ignoreCase && in.position < fits) {
             const uint32_t base = in.position;
             ZbForEachMatch(in.block + base, in.valid - base, search, [&](size_t offset) {
@@ -83,6 +108,42 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
     if (err == kZbErrEndOfFile) err = 0;
     if (err == 0) err = out.Flush();
     return err;
+}
+
+// From this size on, the source is read and scanned on a second thread while this one writes.
+constexpr int64_t kTwoThreadsFrom = int64_t(4) << 20;
+
+}  // namespace
+
+long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
+                    std::string_view replacement, bool ignoreCase) {
+    if (search.empty()) return kZbErrParameter;
+    ZbForkWriter out(destination, kWriteBlock);
+    int64_t size = 0;
+    if (Zb7_PlatformForkSize(source, size) != 0 || size < kTwoThreadsFrom)
+        return SubstituteStream(source, out, search, replacement, ignoreCase);
+    // Copying the file out of the cache and scanning it take as long as copying the new contents
+    // back in: the first two run on a second thread, the writing here.
+    ZbBlockHandoff handoff(kWriteBlock);
+    out.handoff = &handoff;
+    long scanned = 0;
+    std::thread scanner;
+    try {
+        scanner = std::thread([&] {
+            try {
+                scanned = SubstituteStream(source, out, search, replacement, ignoreCase);
+            } catch (const std::bad_alloc &) {
+                scanned = -108;
+            }
+            handoff.Finish();
+        });
+    } catch (const std::system_error &) {
+        out.handoff = nullptr;  // no second thread: all of it here
+        return SubstituteStream(source, out, search, replacement, ignoreCase);
+    }
+    const long written = handoff.WriteAll(destination);
+    scanner.join();
+    return written ? written : scanned;
 }
 
 namespace {
@@ -134,13 +195,15 @@ long Substitute(const fmx::DataVect &parameters) {
     // The new contents are made in a new file beside their place and put there only when whole.
     ZbNewContents contents;
     if (const long err = Zb7_BeginNewContents(sourcePath, *sourceText, *destinationText, contents)) return err;
-    const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase, contents.inPlace);
+    const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase);
     // A separate destination gets the source's type and creator, as a file made for it.
     ZbFinderInfo sourceInfo, newInfo;
     if (!contents.inPlace) Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
     newInfo.SetType(sourceInfo.Type());
     newInfo.SetCreator(sourceInfo.Creator());
-    return Zb7_FinishNewContents(contents, err, newInfo);
+    const long finished = Zb7_FinishNewContents(contents, err, newInfo);
+    if (finished == 0 && contents.inPlace) Zb7_PlatformCloseReplaced(source);
+    return finished;
 }
 
 }  // namespace

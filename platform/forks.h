@@ -30,9 +30,6 @@ long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);
 long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual);
 // Writes all count bytes at offset.
 long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data, size_t count);
-// Tells the system that the cached pages of a range will not be read again, so that memory goes
-// back to the cache at once: for contents about to be replaced. The file is unchanged.
-void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t count);
 
 // New contents are built in a new file and put in place only when complete, so that a failure or
 // a crash at any moment leaves the old contents or the new ones whole, never a mix.
@@ -54,5 +51,14 @@ long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std:
 long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::string &value);
 // Removes a new file that is not to be put in place (nothing to do for one without a name).
 void Zb7_PlatformDiscardNewFile(ZbFork &fork);
+
+// Closes the fork of contents that have just been replaced and lost their last name. Closing a
+// large one frees all its blocks, which can wait on the file system's journal for a fifth of a
+// second a gigabyte; such a fork goes to a thread that closes it in the background, so that the
+// call answers without that wait. Nothing of the file is reachable by then.
+void Zb7_PlatformCloseReplaced(ZbFork &fork);
+// Waits until every fork handed to the background is closed, and ends its thread: at shut-down,
+// before the plug-in's code may go away.
+void Zb7_PlatformFinishBackgroundCloses();
 
 #endif

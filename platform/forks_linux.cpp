@@ -5,7 +5,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
@@ -59,10 +64,6 @@ long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data,
         done += size_t(n);
     }
     return 0;
-}
-
-void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t count) {
-    posix_fadvise(fork.fd, off_t(offset), off_t(count), POSIX_FADV_DONTNEED);
 }
 
 namespace {
@@ -172,4 +173,71 @@ long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::
 void Zb7_PlatformDiscardNewFile(ZbFork &fork) {
     if (!fork.temporaryPath.empty()) unlinkat(AT_FDCWD, fork.temporaryPath.c_str(), 0);
     fork.temporaryPath.clear();
+}
+
+namespace {
+
+// From this size on, a replaced file is closed in the background.
+constexpr off_t kCloseInBackgroundFrom = off_t(64) << 20;
+
+// One thread, started when first needed, closes the descriptors handed to it. Never destroyed:
+// at a process exit without shut-down the kernel closes what is left.
+struct BackgroundCloser {
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::vector<int> pending;
+    bool stop = false;
+    std::thread thread;
+
+    void Run() {
+        std::unique_lock lock(mutex);
+        for (;;) {
+            wake.wait(lock, [&] { return stop || !pending.empty(); });
+            if (pending.empty()) return;  // stopped, and nothing left
+            const std::vector<int> fds = std::move(pending);
+            pending.clear();
+            lock.unlock();
+            for (const int fd : fds) close(fd);
+            lock.lock();
+        }
+    }
+};
+
+BackgroundCloser &Closer() {
+    static BackgroundCloser *closer = new BackgroundCloser;
+    return *closer;
+}
+
+}  // namespace
+
+void Zb7_PlatformCloseReplaced(ZbFork &fork) {
+    struct stat st;
+    if (fork.fd < 0 || fstat(fork.fd, &st) != 0 || st.st_nlink != 0 || st.st_size < kCloseInBackgroundFrom) return;
+    BackgroundCloser &closer = Closer();
+    std::lock_guard lock(closer.mutex);
+    try {
+        closer.pending.reserve(closer.pending.size() + 1);
+        if (!closer.thread.joinable()) {
+            closer.stop = false;
+            closer.thread = std::thread(&BackgroundCloser::Run, &closer);
+        }
+    } catch (const std::exception &) {
+        return;  // closed by the fork itself, here
+    }
+    closer.pending.push_back(fork.fd);
+    fork.fd = -1;
+    closer.wake.notify_one();
+}
+
+void Zb7_PlatformFinishBackgroundCloses() {
+    BackgroundCloser &closer = Closer();
+    std::thread finishing;
+    {
+        std::lock_guard lock(closer.mutex);
+        if (!closer.thread.joinable()) return;
+        closer.stop = true;
+        finishing = std::move(closer.thread);
+    }
+    closer.wake.notify_one();
+    finishing.join();
 }

@@ -1,6 +1,7 @@
 // The plug-in's one entry point and its lifecycle: init, get string, shut-down.
 #include <cstring>
 
+#include "platform/forks.h"
 #include "platform/volumes.h"
 #include "plugin/globals.h"
 #include "plugin/registry.h"
@@ -60,6 +61,7 @@ FMX_PtrType ZbInit(FMX_ExternCallPtr pb) {
 
 void ZbShutdown() {
     ZbUnregisterAllFunctions();
+    Zb7_PlatformFinishBackgroundCloses();
     ZbFrameLock lock(gFrameMutex);
     gDefaultFTypeListPtr.reset();  // not rebuilt by a later init in this process
     gNumTypes = 0;

@@ -157,7 +157,10 @@ TEST(SubstituteStream, AgreesWithTheByteAtATimeReadingOnRandomFiles) {
     for (int round = 0; round < 1500 && differences < 5; ++round) {
         const bool ignoreCase = round % 3 == 0;
         const std::string alphabet = round % 4 == 0 ? "ab" : round % 4 == 1 ? "abA" : round % 4 == 2 ? "aB\n" : "abcd";
-        const size_t size = round % 10 == 0 ? pick(128010, 300000) : pick(63990, 128010);
+        // Now and then a file large enough to be scanned on a second thread while this one writes.
+        const size_t size = round % 100 == 7 ? pick(4 << 20, 5 << 20)
+                            : round % 10 == 0 ? pick(128010, 300000)
+                                              : pick(63990, 128010);
         std::string file(size, 'a');
         for (char &c : file) c = alphabet[pick(0, alphabet.size() - 1)];
         // The search: a piece of the file near a block boundary (so partial matches cross it),
@@ -308,48 +311,58 @@ TEST_F(Substitute, AProcessKilledAtAnyMomentLeavesTheOldOrTheNewContents) {
 
 // In place and to a destination, once for every system call made with that one failing: the
 // answer is an error, the source is as it was and nothing else is left, or the call went through.
+// A small file, and one large enough to be scanned on a second thread while the call's own
+// thread writes.
 TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
     const std::string f = root + "/f", g = root + "/g";
     fmx::ExprEnvUniquePtr env;
-    for (const bool inPlace : {true, false}) {
-        for (const int error : {EIO, ENOSPC, EINTR}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + ", call " + std::to_string(n) +
-                             ", errno " + std::to_string(error));
-                fs::remove_all(root);
-                fs::create_directories(root);
-                Write(f, "one two one");
-                lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
-                fmx::DataVectUniquePtr parameters;
-                for (const std::string &v : {std::string(), f, inPlace ? std::string() : g, std::string("one"),
-                                             std::string("1")})
-                    parameters->PushBack(*zerbtest::TextData(v));
-                fmx::DataUniquePtr result;
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
-                const std::string answer = zerbtest::TextOf(*result);
-                const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
-                if (answer == "0") {
-                    EXPECT_EQ(Contents(inPlace ? f : g), "1 two 1");
-                    // Only the removal of the old contents under their temporary name failed.
-                    if (items != (inPlace ? 1u : 2u)) {
-                        for (const auto &e : fs::directory_iterator(root)) {
-                            if (e.path() != f) {
-                                EXPECT_EQ(Contents(e.path().string()), "one two one");
+    std::string large, largeReplaced;
+    while (large.size() < (5u << 20)) {
+        large += "one two one ";
+        largeReplaced += "1 two 1 ";
+    }
+    for (const auto &[old, replaced] : {std::pair<std::string, std::string>("one two one", "1 two 1"),
+                                        std::pair(large, largeReplaced)}) {
+        for (const bool inPlace : {true, false}) {
+            for (const int error : {EIO, ENOSPC, EINTR}) {
+                for (long n = 1;; ++n) {
+                    SCOPED_TRACE(std::to_string(old.size()) + " bytes " + (inPlace ? "in place" : "to a destination") +
+                                 ", call " + std::to_string(n) + ", errno " + std::to_string(error));
+                    fs::remove_all(root);
+                    fs::create_directories(root);
+                    Write(f, old);
+                    lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
+                    fmx::DataVectUniquePtr parameters;
+                    for (const std::string &v : {std::string(), f, inPlace ? std::string() : g, std::string("one"),
+                                                 std::string("1")})
+                        parameters->PushBack(*zerbtest::TextData(v));
+                    fmx::DataUniquePtr result;
+                    ZbSysFailCall(n, error);
+                    const long first = ZbSysCallCount();
+                    ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
+                    const bool reached = ZbSysCallCount() - first >= n;
+                    ZbSysFailCall(0, 0);
+                    const std::string answer = zerbtest::TextOf(*result);
+                    const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
+                    if (answer == "0") {
+                        EXPECT_TRUE(Contents(inPlace ? f : g) == replaced);
+                        // Only the removal of the old contents under their temporary name failed.
+                        if (items != (inPlace ? 1u : 2u)) {
+                            for (const auto &e : fs::directory_iterator(root)) {
+                                if (e.path() != f) {
+                                    EXPECT_TRUE(Contents(e.path().string()) == old);
+                                }
                             }
                         }
+                    } else {
+                        EXPECT_EQ(answer.substr(0, 3), "$$-");
+                        EXPECT_TRUE(Contents(f) == old);
+                        EXPECT_EQ(items, 1u);
                     }
-                } else {
-                    EXPECT_EQ(answer.substr(0, 3), "$$-");
-                    EXPECT_EQ(Contents(f), "one two one");
-                    EXPECT_EQ(items, 1u);
-                }
-                if (!reached) {
-                    EXPECT_EQ(answer, "0");
-                    break;
+                    if (!reached) {
+                        EXPECT_EQ(answer, "0");
+                        break;
+                    }
                 }
             }
         }
