@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <system_error>
 #include <thread>
 
 #include "files/paths.h"
@@ -102,34 +103,85 @@ bool ZbListsEntry(const ZbFolderEntry &entry, const FLswitchTag &switches, uint1
     return (switches.showinvisibles || !invisible) && (switches.showaliases || !alias);
 }
 
+std::vector<uint32_t> ZbCatalogPermutation(const std::vector<ZbFolderEntry> &entries) {
+    // Each name's first sixteen folded bytes as two numbers (zeros after a shorter name, which no
+    // name contains) order the names as the folded bytes do: most comparisons end there.
+    struct Keyed {
+        uint64_t high, low;
+        uint32_t index;
+    };
+    std::vector<Keyed> keyed(entries.size());
+    for (uint32_t i = 0; i < keyed.size(); ++i) {
+        const std::string &name = entries[i].name;
+        uint64_t key[2] = {0, 0};
+        for (size_t b = 0; b < 16; ++b)
+            key[b / 8] = key[b / 8] << 8 | (b < name.size() ? FoldedByte(static_cast<unsigned char>(name[b])) : 0);
+        keyed[i] = {key[0], key[1], i};
+    }
+    std::sort(keyed.begin(), keyed.end(), [&](const Keyed &a, const Keyed &b) {
+        if (a.high != b.high) return a.high < b.high;
+        if (a.low != b.low) return a.low < b.low;
+        return ZbCatalogOrder(entries[a.index], entries[b.index]);
+    });
+    std::vector<uint32_t> order(keyed.size());
+    for (size_t i = 0; i < keyed.size(); ++i) order[i] = keyed[i].index;
+    return order;
+}
+
+void ZbSortEntries(std::vector<ZbFolderEntry> &entries) {
+    const std::vector<uint32_t> order = ZbCatalogPermutation(entries);
+    std::vector<ZbFolderEntry> sorted(entries.size());
+    for (size_t i = 0; i < order.size(); ++i) sorted[i] = std::move(entries[order[i]]);
+    entries = std::move(sorted);
+}
+
 namespace {
 
-// The Finder flags of the entries the switches need them for. A large folder's are read by two
-// threads at once: each read is a system call of its own.
-void ReadFinderFlags(ZbFolderCatalog &catalog, const FLswitchTag &switches) {
-    std::vector<size_t> wanted;
-    for (size_t i = 0; i < catalog.entries.size(); ++i)
-        if (ZbEntryNeedsFlags(catalog.entries[i], switches)) wanted.push_back(i);
-    catalog.finderFlags.assign(catalog.entries.size(), 0);
+// Reads the folder and puts it in catalog order, with the Finder flags of the entries the
+// switches need them for. Each flag read is a system call of its own: in a large folder a second
+// thread reads a share of them while this one sorts the names, then reads the rest.
+long ReadCatalog(ZbFolderCatalog &catalog, const FLswitchTag &switches) {
+    if (const long err = Zb7_PlatformOpenFolder(catalog.path, catalog.folder)) return err;
+    std::vector<ZbFolderEntry> entries;
+    if (const long err = Zb7_PlatformReadFolder(catalog.folder, entries)) return err;
+    std::vector<std::pair<uint64_t, uint32_t>> wanted;  // inode and entry
+    for (uint32_t i = 0; i < entries.size(); ++i)
+        if (ZbEntryNeedsFlags(entries[i], switches)) wanted.emplace_back(entries[i].inode, i);
+    std::sort(wanted.begin(), wanted.end());
+    std::vector<uint16_t> flags(entries.size(), 0);
     const auto read = [&](const ZbFolderHandle &folder, size_t from, size_t to) {
         for (size_t k = from; k < to; ++k)
-            catalog.finderFlags[wanted[k]] = Zb7_PlatformFinderFlagsAt(folder, catalog.entries[wanted[k]].name);
+            flags[wanted[k].second] = Zb7_PlatformFinderFlagsAt(folder, entries[wanted[k].second].name);
     };
     constexpr size_t kShared = 2000;  // below this a second thread costs more than it saves
     std::thread helper;
     ZbFolderHandle second;
-    size_t half = wanted.size();
+    size_t share = 0;  // the helper's: more than half, as this thread sorts first
     if (wanted.size() >= kShared && std::thread::hardware_concurrency() > 1 &&
         Zb7_PlatformDuplicateFolder(catalog.folder, second) == 0) {
         try {
-            helper = std::thread(read, std::cref(second), wanted.size() / 2, wanted.size());
-            half = wanted.size() / 2;
-        } catch (...) {
-            // No thread: all read here.
+            share = wanted.size() * 3 / 5;
+            helper = std::thread(read, std::cref(second), 0, share);
+        } catch (const std::system_error &) {
+            share = 0;  // no thread: all read here
         }
     }
-    read(catalog.folder, 0, half);
+    std::vector<uint32_t> order;
+    try {
+        order = ZbCatalogPermutation(entries);
+        read(catalog.folder, share, wanted.size());
+    } catch (...) {
+        if (helper.joinable()) helper.join();
+        throw;
+    }
     if (helper.joinable()) helper.join();
+    catalog.entries.resize(entries.size());
+    catalog.finderFlags.resize(entries.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+        catalog.entries[i] = std::move(entries[order[i]]);
+        catalog.finderFlags[i] = flags[order[i]];
+    }
+    return 0;
 }
 
 }  // namespace
@@ -138,10 +190,7 @@ long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, 
                          size_t maxItems, size_t *index) {
     if (*index < 1) return -50;
     if (!catalog.read) {
-        if (const long err = Zb7_PlatformOpenFolder(catalog.path, catalog.folder)) return err;
-        if (const long err = Zb7_PlatformReadFolder(catalog.folder, catalog.entries)) return err;
-        std::sort(catalog.entries.begin(), catalog.entries.end(), ZbCatalogOrder);
-        ReadFinderFlags(catalog, switches);
+        if (const long err = ReadCatalog(catalog, switches)) return err;
         catalog.read = true;
     }
     size_t kept = 0;

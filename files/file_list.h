@@ -40,6 +40,10 @@ struct ZbListItem {
 
 // The order of entries in a listing: letters A to Z compared without regard to case, then bytes.
 bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b);
+// The positions of the entries in catalog order, and the entries put in that order: the same
+// order as ZbCatalogOrder, found faster.
+std::vector<uint32_t> ZbCatalogPermutation(const std::vector<ZbFolderEntry> &entries);
+void ZbSortEntries(std::vector<ZbFolderEntry> &entries);
 
 // Whether the switches list an entry: a folder with "folders", a file (a symbolic link is an
 // alias file) with "files"; invisible items (a name beginning with "." or the invisible Finder

@@ -49,7 +49,7 @@ void EnterLevel(const ZbFolderHandle &root, std::vector<ZbSearchLevel> &levels) 
     for (size_t k = base; k < levels.size(); ++k) names.push_back(&levels[k].name);
     if (Zb7_PlatformOpenFolderBelow(base > 0 ? levels[base - 1].folder : root, names, level.folder) != 0) return;
     if (Zb7_PlatformReadFolder(level.folder, level.entries) != 0) level.entries.clear();
-    std::sort(level.entries.begin(), level.entries.end(), ZbCatalogOrder);
+    ZbSortEntries(level.entries);
     if (levels.size() >= kZbSearchOpenLevels) level.folder.Close();
 }
 
@@ -156,7 +156,7 @@ long StartSearch(ZbSearchIterator &search, const FLswitchTag &switches) {
     search.root.path = search.volume.mountPoint;
     if (const long err = Zb7_PlatformOpenFolder(search.root.path, search.root.folder)) return err;
     if (const long err = Zb7_PlatformReadFolder(search.root.folder, search.root.entries)) return err;
-    std::sort(search.root.entries.begin(), search.root.entries.end(), ZbCatalogOrder);
+    ZbSortEntries(search.root.entries);
     search.tasks.resize(search.root.entries.size());
     const auto folders = std::count_if(search.root.entries.begin(), search.root.entries.end(),
                                        [](const ZbFolderEntry &e) { return e.kind == kZbEntryFolder; });

@@ -17,6 +17,7 @@ enum ZbEntryKind : unsigned char {
 struct ZbFolderEntry {
     std::string name;
     ZbEntryKind kind = kZbEntryFile;
+    uint64_t inode = 0;  // reading attributes in inode order touches the file system's tables in order
 };
 
 // An open folder, closed when it goes out of scope.
@@ -42,8 +43,8 @@ long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder);
 long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<const std::string *> &names,
                                  ZbFolderHandle &folder);
 
-// A second handle of the same open folder, for another thread (threads that share one descriptor
-// contend for it on every call).
+// A second handle of the same folder, opened anew for another thread (threads that share one open
+// folder contend for it on every call).
 long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy);
 
 // Every entry of the folder except "." and "..", in the order the file system keeps them.

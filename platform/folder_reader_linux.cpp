@@ -114,7 +114,9 @@ long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<c
 
 long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy) {
     copy.Close();
-    copy.fd = fcntl(folder.fd, F_DUPFD_CLOEXEC, 0);
+    // Opened anew, not duplicated: two threads working through one open folder would share its
+    // reference count, and every call of each would take the other's cache line.
+    copy.fd = openat(folder.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (copy.fd < 0) return Zb7_ErrnoToOSErr(errno);
     copy.mountId = folder.mountId;
     return 0;
@@ -145,6 +147,7 @@ long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEn
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0))) continue;
             ZbFolderEntry &entry = entries.emplace_back();
             entry.name = name;
+            entry.inode = e->d_ino;
             unsigned char type = e->d_type;
             if (type == DT_UNKNOWN) {
                 struct stat st;

@@ -11,8 +11,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <set>
 
+#include "files/file_list.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
@@ -59,6 +61,26 @@ void SetFinderFlags(const std::string &path, uint16_t flags) {
 }
 
 }  // namespace
+
+// The sort by folded-prefix keys against the plain comparison, on names built to tie on long
+// prefixes, to differ only in case, to be prefixes of each other and to hold bytes beyond ASCII.
+TEST(CatalogOrder, TheKeyedSortAgreesWithThePlainComparison) {
+    std::mt19937 random(99);
+    const std::string letters = "aAbB_[~0.\xC3\xA9\xFF";
+    for (int round = 0; round < 200; ++round) {
+        std::vector<ZbFolderEntry> entries(std::uniform_int_distribution<size_t>(0, 300)(random));
+        const std::string prefix(std::uniform_int_distribution<size_t>(0, 20)(random), 'p');
+        for (ZbFolderEntry &e : entries) {
+            e.name = prefix;
+            for (size_t n = std::uniform_int_distribution<size_t>(1, 6)(random); n > 0; --n)
+                e.name += letters[std::uniform_int_distribution<size_t>(0, letters.size() - 1)(random)];
+        }
+        std::vector<ZbFolderEntry> expected = entries;
+        std::stable_sort(expected.begin(), expected.end(), ZbCatalogOrder);
+        ZbSortEntries(entries);
+        for (size_t i = 0; i < entries.size(); ++i) ASSERT_EQ(entries[i].name, expected[i].name) << "round " << round;
+    }
+}
 
 TEST_F(Listing, FiltersSelectKindsVisibilityAndAliases) {
     const std::string d = root + "/d";
