@@ -185,7 +185,9 @@ inline __attribute__((always_inline)) bool ZbCheckStarts(uint64_t mask, size_t i
 }
 
 #if defined(__x86_64__)
-inline const bool kZbHasAvx2 = [] {
+// Whether the scan uses 32-byte vectors: where the processor has them (the tests also run the
+// scan without).
+inline bool gZbScanWithAvx2 = [] {
     __builtin_cpu_init();
     return __builtin_cpu_supports("avx2") != 0;
 }();
@@ -224,8 +226,8 @@ __attribute__((target("avx2"))) size_t ZbScanWindowsAvx2(const unsigned char *da
 
 // Calls found(offset) for each whole occurrence of the needle in [data, data + size), left to
 // right and never overlapping, until it returns false: a vector scan for the needle's first and
-// last bytes together, sixty-four starts at a time, each hit checked in full. One pass however
-// many occurrences there are.
+// last bytes together (and its second, with 32-byte vectors), sixty-four starts at a time, each
+// hit checked in full. One pass however many occurrences there are.
 template <class Found>
 void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view needle, Found found) {
     const size_t k = needle.size();
@@ -242,7 +244,7 @@ void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view nee
     }
     size_t i = 0;
 #if defined(__x86_64__)
-    if (kZbHasAvx2) {
+    if (gZbScanWithAvx2) {
         i = ZbScanWindowsAvx2(data, size, n, k, next, found);
         if (i == SIZE_MAX) return;
     } else
