@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -180,8 +181,8 @@ namespace {
 // From this size on, a replaced file is closed in the background.
 constexpr off_t kCloseInBackgroundFrom = off_t(64) << 20;
 
-// One thread, started when first needed, closes the descriptors handed to it. Never destroyed:
-// at a process exit without shut-down the kernel closes what is left.
+// One thread, started when first needed, closes the descriptors handed to it; shut-down ends it.
+// At a process exit without shut-down the kernel closes what is left.
 struct BackgroundCloser {
     std::mutex mutex;
     std::condition_variable wake;
@@ -203,41 +204,42 @@ struct BackgroundCloser {
     }
 };
 
-BackgroundCloser &Closer() {
-    static BackgroundCloser *closer = new BackgroundCloser;
-    return *closer;
-}
+std::mutex gCloserMutex;  // guards gCloser, which exists only while its thread runs
+BackgroundCloser *gCloser = nullptr;
 
 }  // namespace
 
 void Zb7_PlatformCloseReplaced(ZbFork &fork) {
     struct stat st;
     if (fork.fd < 0 || fstat(fork.fd, &st) != 0 || st.st_nlink != 0 || st.st_size < kCloseInBackgroundFrom) return;
-    BackgroundCloser &closer = Closer();
-    std::lock_guard lock(closer.mutex);
+    std::lock_guard guard(gCloserMutex);
     try {
-        closer.pending.reserve(closer.pending.size() + 1);
-        if (!closer.thread.joinable()) {
-            closer.stop = false;
-            closer.thread = std::thread(&BackgroundCloser::Run, &closer);
+        if (!gCloser) {
+            auto closer = std::make_unique<BackgroundCloser>();
+            closer->thread = std::thread(&BackgroundCloser::Run, closer.get());
+            gCloser = closer.release();
         }
+        std::lock_guard lock(gCloser->mutex);
+        gCloser->pending.push_back(fork.fd);
     } catch (const std::exception &) {
         return;  // closed by the fork itself, here
     }
-    closer.pending.push_back(fork.fd);
     fork.fd = -1;
-    closer.wake.notify_one();
+    gCloser->wake.notify_one();
 }
 
 void Zb7_PlatformFinishBackgroundCloses() {
-    BackgroundCloser &closer = Closer();
-    std::thread finishing;
+    std::unique_ptr<BackgroundCloser> closer;
     {
-        std::lock_guard lock(closer.mutex);
-        if (!closer.thread.joinable()) return;
-        closer.stop = true;
-        finishing = std::move(closer.thread);
+        std::lock_guard guard(gCloserMutex);
+        closer.reset(gCloser);
+        gCloser = nullptr;
     }
-    closer.wake.notify_one();
-    finishing.join();
+    if (!closer) return;
+    {
+        std::lock_guard lock(closer->mutex);
+        closer->stop = true;
+    }
+    closer->wake.notify_one();
+    closer->thread.join();
 }

@@ -292,6 +292,33 @@ TEST_F(Substitute, InPlaceKeepsTheFilesMetadataAndADestinationIsNeverOverwritten
     EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 2);
 }
 
+// The old contents of a large file changed in place are closed in the background: the call
+// answers with the new contents in place, and shut-down waits until the old are gone.
+TEST_F(Substitute, TheOldContentsOfALargeFileGoAfterTheCall) {
+    const std::string f = root + "/f";
+    Write(f, "head of a large file");
+    fs::resize_file(f, 65u << 20);  // the rest a hole: cheap to write, and to read
+    const auto deletedHeld = [] {
+        int held = 0;
+        for (const auto &e : fs::directory_iterator("/proc/self/fd")) {
+            std::error_code error;
+            const std::string target = fs::read_symlink(e.path(), error).string();
+            held += target.find("(deleted)") != std::string::npos;
+        }
+        return held;
+    };
+    const int before = deletedHeld();
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", f, "", "head", "HEAD"}), "0");
+    std::ifstream in(f, std::ios::binary);
+    std::string start(20, '\0');
+    in.read(start.data(), 20);
+    EXPECT_EQ(start, "HEAD of a large file");
+    EXPECT_EQ(fs::file_size(f), 65u << 20);
+    EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 1);
+    plugin.reset();  // shut-down
+    EXPECT_EQ(deletedHeld(), before);
+}
+
 TEST_F(Substitute, AProcessKilledAtAnyMomentLeavesTheOldOrTheNewContents) {
     std::string old;
     for (int k = 0; old.size() < (6u << 20); ++k) old += "line " + std::to_string(k) + " of the old text\n";
