@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "tests/plugin_harness.h"
 #include "text/charsets.h"
@@ -199,6 +200,34 @@ TEST(Utf8, LenientDecoderOffsetsAndTruncation) {
     EXPECT_EQ(UnitsOf(back), text);
     XP7_TxtToUTF8Txt(Units(u"\xDE00"), bytes);  // a lone surrogate is "~"
     EXPECT_EQ(UnitsOf(bytes), u"~");
+}
+
+// Long runs of ASCII (read sixteen bytes at a time) between sequences of every length, and a
+// sequence cut by the end: the whole decodes as its pieces do one by one.
+TEST(Utf8, RunsOfAsciiBetweenSequences) {
+    const std::vector<std::pair<std::string, std::u16string>> pieces = {
+        {"\xC3\xA9", u"\u00E9"},          {"\xE2\x82\xAC", u"\u20AC"},
+        {"\xF0\x9F\x98\x80", u"\xD83D\xDE00"}, {"\xED\xA0\x80", u"\uFFFD"},
+        {"\x80", u"\u0080"},               {std::string("\0", 1), std::u16string(1, u'\0')}};
+    std::mt19937 random(5);
+    for (int round = 0; round < 300; ++round) {
+        std::string bytes;
+        std::u16string expected;
+        for (int k = std::uniform_int_distribution<int>(0, 12)(random); k > 0; --k) {
+            for (int run = std::uniform_int_distribution<int>(0, 40)(random); run > 0; --run) {
+                const char c = char(std::uniform_int_distribution<int>(1, 127)(random));
+                bytes += c;
+                expected += char16_t(c);
+            }
+            const auto &piece = pieces[std::uniform_int_distribution<size_t>(0, pieces.size() - 1)(random)];
+            bytes += piece.first;
+            expected += piece.second;
+        }
+        bytes += "\xE2\x82";  // cut by the end: dropped
+        std::u16string decoded = u"kept";
+        ZbUTF8BytesToUnits(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size(), decoded);
+        ASSERT_EQ(decoded, u"kept" + expected) << "round " << round;
+    }
 }
 
 TEST(Utf8, MacRomanCStrings) {

@@ -5,6 +5,10 @@
 #include <cstring>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "text/encoding.h"
 
 unsigned char gMyErrorChar = '~';
@@ -100,12 +104,6 @@ constexpr uint32_t kUTF8Offsets[6] = {0x00000000u, 0x00003080u, 0x000E2080u,
                                       0x03C82080u, 0xFA082080u, 0x82082080u};
 constexpr int TrailingCount(unsigned char lead) {
     return lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : lead < 0xF8 ? 3 : lead < 0xFC ? 4 : 5;
-}
-
-void AppendUTF32(unsigned long c, std::u16string &out) {
-    unsigned short units[3];
-    const long n = XP7_UTF32CharToUniStr(c, units);
-    out.append(reinterpret_cast<const char16_t *>(units), size_t(n));
 }
 
 // Appends the UTF-8 bytes of one code point; values past U+10FFFF are written as U+FFFD.
@@ -275,18 +273,25 @@ void XP7_TxtToUTF8Txt(const fmx::TextUniquePtr &src, fmx::TextUniquePtr &dst) {
 }
 
 void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &out) {
-    out.reserve(out.size() + n);
+    // Never more units than bytes: the room is made once and cut to what was written.
+    const size_t start = out.size();
+    out.resize(start + n);
+    char16_t *to = out.data() + start;
     size_t i = 0;
     while (i < n) {
-        // Runs of ASCII bytes, the common case, go straight through.
-        const size_t asciiStart = i;
-        while (i < n && bytes[i] < 0x80) ++i;
-        if (i > asciiStart) {
-            const size_t old = out.size();
-            out.resize(old + (i - asciiStart));
-            std::copy(bytes + asciiStart, bytes + i, out.begin() + std::ptrdiff_t(old));
-            if (i == n) break;
+        // Runs of ASCII bytes, the common case, go straight through: sixteen at a time where
+        // none of them has its top bit set.
+#if defined(__SSE2__)
+        const __m128i zero = _mm_setzero_si128();
+        for (; i + 16 <= n; i += 16, to += 16) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes + i));
+            if (_mm_movemask_epi8(v)) break;
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_unpacklo_epi8(v, zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(to + 8), _mm_unpackhi_epi8(v, zero));
         }
+#endif
+        while (i < n && bytes[i] < 0x80) *to++ = bytes[i++];
+        if (i == n) break;
         const int count = TrailingCount(bytes[i]);
         if (n - i - 1 < size_t(count)) break;  // an incomplete last sequence is dropped
         uint32_t value = 0;
@@ -294,8 +299,10 @@ void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &ou
         value -= kUTF8Offsets[count];
         i += size_t(count) + 1;
         if (value >= 0x110000 || (value >= 0xD800 && value <= 0xDFFF)) value = 0xFFFD;
-        AppendUTF32(value, out);
+        unsigned short units[3];
+        for (long k = 0, m = XP7_UTF32CharToUniStr(value, units); k < m; ++k) *to++ = char16_t(units[k]);
     }
+    out.resize(size_t(to - out.data()));
 }
 
 void XP7_UTF8TxtToTxt(const fmx::TextUniquePtr &src, fmx::TextUniquePtr &dst) {
