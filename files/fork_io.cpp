@@ -129,22 +129,24 @@ long ZbForkWriter::WriteThrough(const void *data, size_t n) {
 
 long ZbForkWriter::Flush() {
     if (used == 0) return 0;
-    const long err = handoff ? handoff->Hand(block, used, mark) : Zb7_PlatformWriteFork(fork, mark, block.get(), used);
+    const long err = handoff ? handoff->Hand(block, used, mark, sourceRead ? *sourceRead : 0)
+                             : Zb7_PlatformWriteFork(fork, mark, block.get(), used);
     if (err) return err;
     mark += int64_t(used);
     used = 0;
     return 0;
 }
 
-ZbBlockHandoff::ZbBlockHandoff(size_t blockSize) {
+ZbBlockHandoff::ZbBlockHandoff(size_t blockSize, const ZbFork *replaced) : replaced_(replaced) {
     full_.reserve(3);
     empty_.reserve(3);
     for (int k = 0; k < 2; ++k) empty_.emplace_back(new unsigned char[blockSize]);  // the maker has the third
 }
 
-long ZbBlockHandoff::Hand(std::unique_ptr<unsigned char[]> &block, size_t count, int64_t offset) {
+long ZbBlockHandoff::Hand(std::unique_ptr<unsigned char[]> &block, size_t count, int64_t offset,
+                          int64_t sourceRead) {
     std::unique_lock lock(mutex_);
-    full_.push_back({std::move(block), count, offset});
+    full_.push_back({std::move(block), count, offset, sourceRead});
     changed_.notify_all();
     // The writer gives every block back, written or not, so one comes.
     changed_.wait(lock, [&] { return !empty_.empty(); });
@@ -171,6 +173,10 @@ long ZbBlockHandoff::WriteAll(const ZbFork &fork) {
         const bool failed = writeErr_ != 0;
         lock.unlock();
         const long err = failed ? 0 : Zb7_PlatformWriteFork(fork, block.offset, block.bytes.get(), block.count);
+        if (err == 0 && !failed && replaced_ && block.sourceRead > released_) {
+            Zb7_PlatformReleaseForkCache(*replaced_, released_, size_t(block.sourceRead - released_));
+            released_ = block.sourceRead;
+        }
         lock.lock();
         if (err) writeErr_ = err;
         empty_.push_back(std::move(block.bytes));

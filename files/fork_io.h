@@ -98,6 +98,7 @@ struct ZbForkWriter {
     size_t used = 0;
     int64_t mark = 0;  // file offset of the block's first byte
     ZbBlockHandoff *handoff = nullptr;
+    const int64_t *sourceRead = nullptr;  // with a hand-off: how far the source has been read
 };
 
 // Full blocks of new contents, handed from the thread that makes them to the thread that writes
@@ -106,10 +107,14 @@ struct ZbForkWriter {
 // take turns: one being filled, one being written, one waiting.
 class ZbBlockHandoff {
 public:
-    explicit ZbBlockHandoff(size_t blockSize);
-    // The maker's side: hands over a full block (its first count bytes, for the fork's offset)
-    // and takes an empty one in exchange; answers the writer's error once there is one.
-    long Hand(std::unique_ptr<unsigned char[]> &block, size_t count, int64_t offset);
+    // replaced: the file whose contents the new ones will replace, or null. Its cache, as far as
+    // the maker has read it, is given back after each block is written, so that the new contents
+    // take the old ones' memory rather than more.
+    ZbBlockHandoff(size_t blockSize, const ZbFork *replaced);
+    // The maker's side: hands over a full block (its first count bytes, for the fork's offset,
+    // made from the source's bytes before sourceRead) and takes an empty one in exchange; answers
+    // the writer's error once there is one.
+    long Hand(std::unique_ptr<unsigned char[]> &block, size_t count, int64_t offset, int64_t sourceRead);
     // The maker's side: no more blocks will come.
     void Finish();
     // The writer's side: writes each block handed over, in order, until the maker finishes; 0 or
@@ -120,8 +125,10 @@ private:
     struct Full {
         std::unique_ptr<unsigned char[]> bytes;
         size_t count;
-        int64_t offset;
+        int64_t offset, sourceRead;
     };
+    const ZbFork *replaced_;
+    int64_t released_ = 0;  // the replaced file's cache is given back up to here
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::unique_ptr<unsigned char[]>> empty_;

@@ -38,6 +38,7 @@ namespace {
 long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view search,
                       std::string_view replacement, bool ignoreCase) {
     ZbStreamReader in(source);
+    out.sourceRead = &in.mark;
     ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
     const bool patchInPlace = replacement.size() == search.size();
     long err = 0;
@@ -116,7 +117,7 @@ constexpr int64_t kTwoThreadsFrom = int64_t(4) << 20;
 }  // namespace
 
 long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
-                    std::string_view replacement, bool ignoreCase) {
+                    std::string_view replacement, bool ignoreCase, bool replacingSource) {
     if (search.empty()) return kZbErrParameter;
     ZbForkWriter out(destination, kWriteBlock);
     int64_t size = 0;
@@ -124,7 +125,7 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
         return SubstituteStream(source, out, search, replacement, ignoreCase);
     // Copying the file out of the cache and scanning it take as long as copying the new contents
     // back in: the first two run on a second thread, the writing here.
-    ZbBlockHandoff handoff(kWriteBlock);
+    ZbBlockHandoff handoff(kWriteBlock, replacingSource ? &source : nullptr);
     out.handoff = &handoff;
     long scanned = 0;
     std::thread scanner;
@@ -195,7 +196,7 @@ long Substitute(const fmx::DataVect &parameters) {
     // The new contents are made in a new file beside their place and put there only when whole.
     ZbNewContents contents;
     if (const long err = Zb7_BeginNewContents(sourcePath, *sourceText, *destinationText, contents)) return err;
-    const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase);
+    const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase, contents.inPlace);
     // A separate destination gets the source's type and creator, as a file made for it.
     ZbFinderInfo sourceInfo, newInfo;
     if (!contents.inPlace) Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);

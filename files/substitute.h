@@ -13,8 +13,10 @@
 // is written as it is and scanning goes on at the byte after it, unless the failed match ran into
 // the next block, in which case the bytes between are not seen again; matches never overlap; at the
 // end of the file a partial match is dropped, its first byte included. With ignoreCase the search
-// (already lowered) matches the file's letters A to Z as lower case. 0, or the error.
+// (already lowered) matches the file's letters A to Z as lower case. replacingSource: the
+// destination will take the source's place, so the source's cached pages may be given back as
+// they are read. 0, or the error.
 long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
-                    std::string_view replacement, bool ignoreCase);
+                    std::string_view replacement, bool ignoreCase, bool replacingSource = false);
 
 #endif

@@ -30,6 +30,9 @@ long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);
 long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual);
 // Writes all count bytes at offset.
 long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data, size_t count);
+// Tells the system that the cached pages of a range will not be read again, so that their memory
+// goes back at once: for contents that are being replaced. The file is unchanged.
+void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t count);
 
 // New contents are built in a new file and put in place only when complete, so that a failure or
 // a crash at any moment leaves the old contents or the new ones whole, never a mix.

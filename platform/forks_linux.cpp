@@ -67,6 +67,10 @@ long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data,
     return 0;
 }
 
+void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t count) {
+    posix_fadvise(fork.fd, off_t(offset), off_t(count), POSIX_FADV_DONTNEED);
+}
+
 namespace {
 
 std::string Join(const std::string &folder, const std::string &name) {
