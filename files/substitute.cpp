@@ -33,6 +33,46 @@ constexpr size_t kWriteBlock = 16 * kZbStreamBlock;
 
 namespace {
 
+// The whole matches from the stream's position up to `fits` (past which the search no longer
+// fits in the block): a failed attempt there fails inside the block and changes nothing, so the
+// next whole match is found at once and the bytes before it go out as they are. The position
+// ends at `fits` or past the last match.
+long WholeMatchesInBlock(ZbStreamReader &in, ZbForkWriter &out, std::string_view search,
+                         std::string_view replacement, uint32_t fits) {
+    if (replacement.size() == search.size()) {
+        // A replacement as long as the search is put where the match stands, in the block read,
+        // and the block goes out in one piece. Locals only in the loop: a byte written to the
+        // block could alias anything else.
+        unsigned char *const from = in.block + in.position;
+        const auto *with = reinterpret_cast<const unsigned char *>(replacement.data());
+        const size_t k = search.size();
+        size_t past = 0;  // the end of the last match
+        ZbForEachMatch(from, in.valid - in.position, search, [from, with, k, &past](size_t offset) {
+            ZbCopySmall(from + offset, with, k);
+            past = offset + k;
+            return true;
+        });
+        const uint32_t end = std::max(fits, in.position + uint32_t(past));
+        if (const long err = out.Write(from, end - in.position)) return err;
+        in.position = end;
+        return 0;
+    }
+    const uint32_t base = in.position;
+    long err = 0;
+    ZbForEachMatch(in.block + base, in.valid - base, search, [&](size_t offset) {
+        const uint32_t match = base + uint32_t(offset);
+        err = out.Write(in.block + in.position, match - in.position);
+        if (err == 0) err = out.Write(replacement.data(), replacement.size());
+        in.position = match + uint32_t(search.size());
+        return err == 0;
+    });
+    if (err == 0 && in.position < fits) {
+        err = out.Write(in.block + in.position, fits - in.position);
+        in.position = fits;
+    }
+    return err;
+}
+
 // The stream step proper: the source read and scanned through the stream, the new contents made
 // through `out`.
 long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view search,
@@ -40,46 +80,13 @@ long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view 
     ZbStreamReader in(source);
     out.sourceRead = &in.mark;
     ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
-    const bool patchInPlace = replacement.size() == search.size();
     long err = 0;
     for (;;) {
         if (in.position >= in.valid && (err = in.NextBlock()) != 0) break;
-        // Where the whole search fits in the block, a match attempt that fails fails inside it
-        // and changes nothing: the next whole match is found at once, and the bytes before it go
-        // out as they are. Only the block's last bytes need the byte-at-a-time reading.
+        // Only the block's last bytes, and a case-blind search, need the byte-at-a-time reading.
         const uint32_t fits = in.valid >= search.size() ? in.valid - uint32_t(search.size()) + 1 : 0;
-        if (!ignoreCase && in.position < fits && patchInPlace) {
-            // A replacement as long as the search is put where the match stands, in the block
-            // read, and the block goes out in one piece. Locals only in the loop: a byte written
-            // to the block could alias anything else.
-            unsigned char *const from = in.block + in.position;
-            const auto *with = reinterpret_cast<const unsigned char *>(replacement.data());
-            const size_t k = search.size();
-            size_t past = 0;  // the end of the last match
-            ZbForEachMatch(from, in.valid - in.position, search, [from, with, k, &past](size_t offset) {
-                ZbCopySmall(from + offset, with, k);
-                past = offset + k;
-                return true;
-            });
-            const uint32_t end = std::max(fits, in.position + uint32_t(past));
-            if ((err = out.Write(from, end - in.position)) != 0) break;
-            in.position = end;
-            continue;
-        }
         if (!ignoreCase && in.position < fits) {
-            const uint32_t base = in.position;
-            ZbForEachMatch(in.block + base, in.valid - base, search, [&](size_t offset) {
-                const uint32_t match = base + uint32_t(offset);
-                err = out.Write(in.block + in.position, match - in.position);
-                if (err == 0) err = out.Write(replacement.data(), replacement.size());
-                in.position = match + uint32_t(search.size());
-                return err == 0;
-            });
-            if (err == 0 && in.position < fits) {
-                err = out.Write(in.block + in.position, fits - in.position);
-                in.position = fits;
-            }
-            if (err) break;
+            if ((err = WholeMatchesInBlock(in, out, search, replacement, fits)) != 0) break;
             continue;
         }
         // The bytes before the next candidate go out as they are, in one piece.
@@ -108,6 +115,7 @@ long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view 
     }
     if (err == kZbErrEndOfFile) err = 0;
     if (err == 0) err = out.Flush();
+    out.sourceRead = nullptr;  // the stream goes now
     return err;
 }
 
