@@ -38,7 +38,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
     }
     FSSpec folderRef;
     std::string folder, name;
-    if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(*destinationText), folderRef, name)) return err;
+    if (const long err = Zb7_NewItemFolderAndName(*destinationText, folderRef, name)) return err;
     if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, folder)) return err;
 
     const bool copy = folderHandler ? functionId == kCopyFolderId : functionId == kCopyFileId;

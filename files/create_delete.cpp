@@ -26,7 +26,7 @@ bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSw
 // The new item's folder as a POSIX path, and its name.
 long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::string &name) {
     FSSpec parent;
-    if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(*path), parent, name)) return err;
+    if (const long err = Zb7_NewItemFolderAndName(*path, parent, name)) return err;
     return Zb7_FSSpecToPOSIXPath(parent, folder);
 }
 

@@ -227,12 +227,13 @@ long FSpLocationFromFullPathViaParents(std::string_view text, size_t maxNameLeng
 // A reference text: the path of the folder it names with the name appended, parsed again. The
 // volume number goes along, so that of two volumes of one name the right one is found.
 long ResolveReferenceText(std::string_view text, size_t maxNameLength, FSSpec *ref) {
+    // Volume, folder id, and the name: everything after the third ":", colons included (they
+    // separate folders when the name is appended to the folder's path).
     std::string fields[3];
     size_t at = 1;
-    for (std::string &field : fields) {
-        if (at > text.size()) break;
-        const size_t end = std::min(text.find(':', at), text.size());
-        field.assign(text.substr(at, end - at));
+    for (int k = 0; k < 3 && at <= text.size(); ++k) {
+        const size_t end = k == 2 ? text.size() : std::min(text.find(':', at), text.size());
+        fields[k].assign(text.substr(at, end - at));
         at = end + 1;
     }
     const auto vRefNum = static_cast<short>(std::strtol(fields[0].c_str(), nullptr, 10) & 0xFFFF);
@@ -394,16 +395,19 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
     return 0;
 }
 
-long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string &name) {
+long Zb7_NewItemFolderAndName(const fmx::Text &pathText, FSSpec &folder, std::string &name) {
     ZbClearFSSpec(folder);
     name.clear();
+    std::string utf8;
+    if (const long err = Zb7_ReadPathText(pathText, fmx::Text::kEncoding_UTF8, utf8)) return err;
+    const std::string_view path = utf8;
     std::string_view last;
     std::string colon;
     std::string_view posix;
     if (!path.empty() && path[0] == ':') {
+        // The name field is everything after the third ":", colons included.
         const size_t split = path.find(':', path.find(':', 1) + 1);
         last = split == std::string_view::npos ? std::string_view() : path.substr(split + 1);
-        last = last.substr(0, last.find(':'));
     } else {
         ReadPathForm(path, colon, posix);
         const std::string_view text = posix.empty() ? std::string_view(colon) : posix;
@@ -427,28 +431,36 @@ bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[k
     return true;
 }
 
-std::string Zb7_PathTextToUTF8(const fmx::Text &text) {
-    char utf8[kZbPathBufferSize + 1];
-    text.GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
-    return utf8;
+long Zb7_ReadPathText(const fmx::Text &text, fmx::Text::Encoding encoding, std::string &out) {
+    // Room for one character (up to 4 bytes) past the limit, so that a longer text shows as longer
+    // however the host cuts it.
+    char bytes[kZbPathBufferSize + 5];
+    text.GetBytes(bytes, sizeof bytes, 0, fmx::Text::kSize_End, encoding);
+    out.assign(bytes);
+    if (out.size() <= kZbPathBufferSize) return 0;
+    out.clear();
+    return kZbErrBadPath;
 }
 
 namespace {
 long TxtToReference(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, bool itemOnly) {
     ZbClearFSSpec(ref);
-    // Paths are read up to their first 2000 bytes; the buffers hold one more for the terminator.
-    char utf8[kZbPathBufferSize + 1];
-    text.GetBytes(utf8, sizeof utf8, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_UTF8);
-    if (utf8[0] == '$' && utf8[1] == '$') return kZbErrPathIsErrorText;
-    const auto parse = [&](const char *path) {
+    if (text.GetSize() >= 2) {
+        fmx::uint16 head[2] = {};
+        text.GetUnicode(head, 0, 2);
+        if (head[0] == '$' && head[1] == '$') return kZbErrPathIsErrorText;
+    }
+    std::string utf8;
+    if (const long err = Zb7_ReadPathText(text, fmx::Text::kEncoding_UTF8, utf8)) return err;
+    const auto parse = [&](const std::string &path) {
         ZbClearFSSpec(ref);
-        return std::strlen(path) < 2 ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
+        return path.size() < 2 ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
     };
     long err = parse(utf8);
     if (err == kZbErrNotFound && ZbIsClearedFSSpec(ref)) {
-        char macRoman[kZbPathBufferSize + 1];
-        text.GetBytes(macRoman, sizeof macRoman, 0, fmx::Text::kSize_End, fmx::Text::kEncoding_ASCII_Mac);
-        if (std::strcmp(macRoman, utf8) != 0) err = parse(macRoman);
+        std::string macRoman;
+        if (Zb7_ReadPathText(text, fmx::Text::kEncoding_ASCII_Mac, macRoman) == 0 && macRoman != utf8)
+            err = parse(macRoman);
     }
     return err;
 }

@@ -55,9 +55,10 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
 // The folder that is to hold a new item and the new item's name (as it is on disk), from a path
 // in any syntax: the name is the last component in the path's own syntax (after the last ":" of a
 // colon path, the last "/" of a POSIX path or one of the host's forms, the name field of
-// reference text). -50 when the path has no folder part, or the name is empty, "." or "..", or
-// longer than 255 bytes; the folder's own errors otherwise.
-long Zb7_NewItemFolderAndName(std::string_view path, FSSpec &folder, std::string &name);
+// reference text). -37 for a path text longer than 2000 bytes; -50 when the path has no folder
+// part, or the name is empty, "." or "..", or longer than 255 bytes; the folder's own errors
+// otherwise.
+long Zb7_NewItemFolderAndName(const fmx::Text &path, FSSpec &folder, std::string &name);
 
 // A host text to a reference: the text as UTF-8 (at most 2000 bytes), or, when that names
 // nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an error result of
@@ -74,8 +75,10 @@ long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength);
 // False when the call has fewer than two parameters.
 bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                              fmx::TextUniquePtr &path, unsigned long &cursor);
-// A path parameter as UTF-8, up to its first 2000 bytes.
-std::string Zb7_PathTextToUTF8(const fmx::Text &text);
+// A path parameter's text as bytes in `encoding` (UTF-8 or Mac OS Roman). A path is read as at
+// most 2000 bytes, and a longer one is refused with -37 rather than cut: the cut text would name
+// another item (a folder above the one meant, say).
+long Zb7_ReadPathText(const fmx::Text &text, fmx::Text::Encoding encoding, std::string &out);
 
 // The colon path of the item (direct) or of the item's folder with the item's name appended (not
 // direct: the item need not exist). -207 when it would pass maxLength bytes.

@@ -79,8 +79,18 @@ TEST_F(CreateDelete, NamesComeFromEverySyntaxAndNothingIsOverwritten) {
     }
     // Reference text: the folder's id with the new name.
     const std::string dirRef = Call("ZbFile_FullPathToFileSpec", {"", root + "/keep.txt"});
-    EXPECT_EQ(Call("ZbFile_CreateFile", {"", dirRef.substr(0, dirRef.rfind(':') + 1) + "byref.txt"}), "0");
+    const std::string folderRef = dirRef.substr(0, dirRef.rfind(':') + 1);
+    EXPECT_EQ(Call("ZbFile_CreateFile", {"", folderRef + "byref.txt"}), "0");
     EXPECT_TRUE(fs::exists(root + "/byref.txt"));
+    // The name field runs to the end, colons and all: "p:q" is q in the folder p, never p itself.
+    for (const char *function : {"ZbFile_CreateFile", "ZbFile_CreateFolder"})
+        EXPECT_EQ(Call(function, {"", folderRef + "p:q"}), "$$-43") << function;
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/keep.txt", folderRef + "p:q"}), "$$-43");
+    EXPECT_EQ(Call("ZbFile_MoveFile", {"", root + "/keep.txt", folderRef + "p:q"}), "$$-43");
+    EXPECT_FALSE(fs::exists(root + "/p"));
+    fs::create_directories(root + "/p");
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/keep.txt", folderRef + "p:q"}), "0");
+    EXPECT_EQ(Contents(root + "/p/q"), "keep");
 
     EXPECT_EQ(Call("ZbFile_CreateFile", {"", root + "/keep.txt"}), "$$-48");
     EXPECT_EQ(Call("ZbFile_CreateFolder", {"", root + "/keep.txt"}), "$$-48");

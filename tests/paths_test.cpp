@@ -21,6 +21,7 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
+using zerbtest::Contents;
 using zerbtest::PluginTest;
 
 namespace {
@@ -249,10 +250,12 @@ TEST_F(PathModel, ReferenceTextFieldsAreReadLeniently) {
     const std::string id = file.substr(6, file.rfind(':') - 6);
     // The volume number keeps its low 16 bits: 65436 is -100.
     EXPECT_EQ(RefOf(":65436:" + id + ":file.txt"), file);
-    // Missing or unreadable fields count as 0; the name stops at the next ":".
+    // Missing or unreadable fields count as 0. The name is all that follows the third ":", and
+    // its colons separate folders once it is appended to its folder's path.
     EXPECT_EQ(PathOf(":-100"), "$$-120");
     EXPECT_EQ(PathOf(":abc:" + id + ":file.txt"), "$$-35");
-    EXPECT_EQ(RefOf(":-100:" + id + ":file.txt:more"), file);
+    EXPECT_EQ(PathOf(":-100:" + id + ":file.txt:more"), "$$-1407");  // file.txt is no folder
+    EXPECT_EQ(RefOf(":-100:" + id + ":sub:"), RefOf(t("dir/sub")));
     // An empty name names the folder itself, in its own canonical reference.
     EXPECT_EQ(RefOf(":-100:" + id + ":"), RefOf(t("dir")));
     EXPECT_EQ(PathOf(":-100:2:"), StartupColon());
@@ -576,19 +579,45 @@ TEST_F(PathFunctions, ConvertBetweenPathsAndReferenceTexts) {
               ":-100:" + std::to_string(st.st_ino) + ":x.txt");
 }
 
-TEST_F(PathFunctions, PathsAreReadUpToTheirTwoThousandthByte) {
+// A path is read as at most 2000 bytes; a longer one would name another item once cut, so it is
+// refused, by every function, before anything is looked up or changed.
+TEST_F(PathFunctions, PathsLongerThanTwoThousandBytesAreRefused) {
     std::string folder = tree->root + "/long";
     while (1979 - folder.size() > 102) folder += "/" + std::string(100, char('a' + folder.size() % 26));
     folder += "/" + std::string(1979 - folder.size() - 1, 'z');
-    fs::create_directories(folder);
     const std::string file = folder + "/" + std::string(20, 'f');
     ASSERT_EQ(file.size(), 2000u);
-    std::ofstream(file) << "x";
+    fs::create_directories(file);  // a folder whose path is exactly 2000 bytes
+    std::ofstream(file + "/keep.txt") << "keep";
+    fs::create_directories(file + "/target");
     const std::string refText = Call("ZbFile_FullPathToFileSpec", {"", file});
     EXPECT_EQ(refText.substr(refText.rfind(':') + 1), file.substr(file.rfind('/') + 1));
-    // The 2001st byte is cut off: the path then names the file without its last letter.
-    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file + "g"}), refText);
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file + "g"}), "$$-37");
+    EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file.substr(0, 1999) + "\xC3\xA9"}), "$$-37");  // cut inside a letter
     EXPECT_EQ(Call("ZbFile_FullPathToFileSpec", {"", file.substr(0, 1999)}), "$$-43");
+    EXPECT_EQ(Call("ZbFile_Version", {"-RegisterCopyFolderFunction"}), "0");
+    const std::vector<std::pair<std::string, std::vector<std::string>>> calls = {
+        {"ZbFile_DeleteFolder", {"-deleteAllSubFoldersAndAllContents noWarning", file + "/target"}},
+        {"ZbFile_DeleteFile", {"", file + "/keep.txt"}},
+        {"ZbFile_MoveFile", {"", file + "/keep.txt", tree->root + "/moved"}},
+        {"ZbFile_MoveFile", {"", tree->root + "/dir/file.txt", file + "/target/x"}},
+        {"ZbFile_CopyFile", {"", file + "/keep.txt", tree->root + "/copied"}},
+        {"ZbFile_CopyFolder", {"", tree->root + "/dir", file + "/target/"}},
+        {"ZbFile_CreateFile", {"", file + "/target/new"}},
+        {"ZbFile_Substitute", {"", file + "/keep.txt", "", "keep", "lost"}},
+        {"ZbFile_Exists", {"", file + "/keep.txt"}}};
+    for (const auto &[name, parameters] : calls) {
+        fmx::DataVectUniquePtr vect;
+        for (const auto &p : parameters) vect->PushBack(*zerbtest::TextData(p));
+        fmx::DataUniquePtr result;
+        zhost::CallFunction(zhost::FromUtf8(name), *vect, *result);
+        EXPECT_EQ(zerbtest::TextOf(*result), name == "ZbFile_Exists" ? "0" : "$$-37") << name;
+    }
+    EXPECT_EQ(Contents(file + "/keep.txt"), "keep");
+    EXPECT_TRUE(fs::is_directory(file + "/target"));
+    EXPECT_TRUE(fs::is_empty(file + "/target"));
+    EXPECT_EQ(Contents(tree->root + "/dir/file.txt"), "x");
+    EXPECT_FALSE(fs::exists(tree->root + "/moved") || fs::exists(tree->root + "/copied"));
     fs::remove_all(tree->root + "/long");
 }
 
