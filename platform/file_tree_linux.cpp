@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -186,10 +187,34 @@ void SplitPath(const std::string &path, std::string &folder, std::string &name) 
 
 // ---- copy ----
 
+// Copies the bytes from `position` up to `limit` (to the end of the file where limit is -1)
+// through a buffer, each at its own offset; `position` ends after the last byte copied.
+long CopyThroughBuffer(int in, int out, off_t &position, off_t limit, std::vector<char> &buffer) {
+    if (buffer.empty()) buffer.resize(size_t(1) << 20);
+    while (limit < 0 || position < limit) {
+        const size_t want = limit < 0 ? buffer.size() : size_t(std::min<off_t>(limit - position, off_t(buffer.size())));
+        const ssize_t n = pread(in, buffer.data(), want, position);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return ErrorOf(errno);
+        if (n == 0) break;  // the end of the file
+        for (ssize_t done = 0; done < n;) {
+            const ssize_t w = ZbSys_pwrite(out, buffer.data() + done, size_t(n - done), position + done);
+            if (w < 0 && errno == EINTR) continue;
+            if (w < 0) return ErrorOf(errno);
+            done += w;
+        }
+        position += n;
+    }
+    return 0;
+}
+
 // Data of an open file into another, region by region: holes are skipped (and stay holes), data
-// goes through copy_file_range where the file systems allow it, else through a buffer.
+// goes through copy_file_range where the file systems allow it, else through a buffer. The size
+// read first is not trusted as the end: whatever follows it is copied too (a file that grew
+// meanwhile, or one of the kernel's files in /proc and /sys, whose size reads 0).
 long CopyData(int in, int out, off_t size) {
     std::vector<char> buffer;
+    bool plain = false;
     off_t position = 0;
     while (position < size) {
         off_t data = lseek(in, position, SEEK_DATA);
@@ -198,38 +223,20 @@ long CopyData(int in, int out, off_t size) {
         off_t hole = lseek(in, data, SEEK_HOLE);
         if (hole < 0 || hole > size) hole = size;
         off_t from = data, to = data;
-        bool plain = false;
-        while (from < hole) {
+        while (!plain && from < hole) {
             const size_t chunk = size_t(std::min<off_t>(hole - from, off_t(1) << 30));
-            ssize_t n = -1;
-            if (!plain) {
-                n = ZbSys_copy_file_range(in, &from, out, &to, chunk, 0);
-                if (n < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) {
-                    plain = true;
-                    continue;
-                }
-                if (n < 0 && errno == EINTR) continue;
-                if (n < 0) return ErrorOf(errno);
-                if (n == 0) break;  // the file shrank meanwhile
-                continue;
-            }
-            if (buffer.empty()) buffer.resize(size_t(1) << 20);
-            n = pread(in, buffer.data(), std::min(chunk, buffer.size()), from);
-            if (n < 0 && errno == EINTR) continue;
-            if (n < 0) return ErrorOf(errno);
-            if (n == 0) break;
-            for (ssize_t done = 0; done < n;) {
-                const ssize_t w = ZbSys_pwrite(out, buffer.data() + done, size_t(n - done), to);
-                if (w < 0 && errno == EINTR) continue;
-                if (w < 0) return ErrorOf(errno);
-                done += w;
-                to += w;
-            }
-            from += n;
+            const ssize_t n = ZbSys_copy_file_range(in, &from, out, &to, chunk, 0);
+            if (n < 0 && (errno == EXDEV || errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP)) plain = true;
+            else if (n < 0 && errno != EINTR) return ErrorOf(errno);
+            else if (n == 0) break;  // the file shrank meanwhile
         }
+        if (plain)
+            if (const long err = CopyThroughBuffer(in, out, from, hole, buffer)) return err;
         position = hole;
     }
-    if (ZbSys_ftruncate(out, size) != 0) return ErrorOf(errno);  // the size, with any hole at the end
+    off_t end = size;
+    if (const long err = CopyThroughBuffer(in, out, end, -1, buffer)) return err;
+    if (ZbSys_ftruncate(out, end) != 0) return ErrorOf(errno);  // the size, with any hole at the end
     return 0;
 }
 
@@ -334,11 +341,111 @@ long CopyTreeInto(ZbFd in, ZbFd out, const struct stat &st) {
     return 0;
 }
 
-// A name for an item under construction beside its destination; never the name of anything else.
+// ---- items under construction ----
+//
+// A copy is built beside its destination under the name ".zerb-copy-p<pid>-s<start>-n<namespace>-<serial>":
+// the process that builds it, that process's start (clock ticks after boot, so that a later
+// process given the same number is not taken for it) and its process-id namespace (numbers of
+// another namespace say nothing here). A copy killed part way leaves its item behind; the next
+// copy into that folder removes it once its process is gone.
+constexpr std::string_view kTemporaryPrefix = ".zerb-copy-p";
+
+struct ZbOwner {
+    unsigned long long pid = 0, start = 0, space = 0;
+};
+
+// The start of a process (field 22 of its stat file), or false when there is no such process.
+bool ProcessStart(unsigned long long pid, unsigned long long &start) {
+    char path[64];
+    snprintf(path, sizeof path, "/proc/%llu/stat", pid);
+    const ZbFd fd(open(path, O_RDONLY | O_CLOEXEC));
+    if (fd.fd < 0) return false;
+    char text[1024];
+    const ssize_t n = read(fd.fd, text, sizeof text - 1);
+    if (n <= 0) return false;
+    text[n] = 0;
+    const char *p = strrchr(text, ')');  // the command name may hold anything but ends here
+    return p && sscanf(p + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu",
+                       &start) == 1;
+}
+
+// Read anew on each use: a forked child is another process.
+ZbOwner ThisProcess() {
+    ZbOwner self;
+    self.pid = static_cast<unsigned long long>(getpid());
+    ProcessStart(self.pid, self.start);
+    struct stat st;
+    if (stat("/proc/self/ns/pid", &st) == 0) self.space = st.st_ino;
+    return self;
+}
+
 std::string TemporaryName() {
     static std::atomic<unsigned> serial{0};
-    return ".zerb-copy-" + std::to_string(getpid()) + "-" + std::to_string(serial++) + "-" +
-           std::to_string(uint64_t(time(nullptr)));
+    const ZbOwner self = ThisProcess();
+    return std::string(kTemporaryPrefix) + std::to_string(self.pid) + "-s" + std::to_string(self.start) + "-n" +
+           std::to_string(self.space) + "-" + std::to_string(serial++);
+}
+
+// Whether a name is that of an item under construction whose process is gone.
+bool IsLeftover(std::string_view name) {
+    if (!name.starts_with(kTemporaryPrefix)) return false;
+    ZbOwner owner;
+    unsigned serial = 0;
+    const std::string text(name.substr(kTemporaryPrefix.size()));
+    int used = 0;
+    if (sscanf(text.c_str(), "%llu-s%llu-n%llu-%u%n", &owner.pid, &owner.start, &owner.space, &serial, &used) != 4 ||
+        size_t(used) != text.size())
+        return false;
+    const ZbOwner self = ThisProcess();
+    if (owner.space != self.space || self.space == 0) return false;  // another namespace's: cannot tell
+    unsigned long long start = 0;
+    return !ProcessStart(owner.pid, start) || start != owner.start;
+}
+
+// Removes from an open folder the items that copies killed part way left there.
+void RemoveLeftovers(int dirFd) {
+    std::vector<ZbEntry> entries;
+    if (ReadEntries(dirFd, entries) != 0) return;
+    for (const ZbEntry &e : entries) {
+        if (!IsLeftover(e.name)) continue;
+        if (IsFolderEntry(dirFd, e))
+            DeleteTreeAt(dirFd, e.name);
+        else
+            ZbSys_unlinkat(dirFd, e.name.c_str(), 0);
+    }
+}
+
+// Whether the open folder `dirFd` is the folder (device, inode) or lies anywhere inside it, as
+// its chain of ".." up to the root shows (links were resolved in opening it; a mount is climbed
+// out of like any folder).
+long IsSameOrInside(int dirFd, dev_t device, ino_t inode, bool &inside) {
+    inside = false;
+    ZbFd current(openat(dirFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (current.fd < 0) return ErrorOf(errno);
+    struct stat st;
+    if (fstat(current.fd, &st) != 0) return ErrorOf(errno);
+    for (;;) {
+        if (st.st_dev == device && st.st_ino == inode) {
+            inside = true;
+            return 0;
+        }
+        ZbFd parent(openat(current.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (parent.fd < 0) return ErrorOf(errno);
+        struct stat up;
+        if (fstat(parent.fd, &up) != 0) return ErrorOf(errno);
+        if (up.st_dev == st.st_dev && up.st_ino == st.st_ino) return 0;  // the root
+        current = std::move(parent);
+        st = up;
+    }
+}
+
+// -50 when the item is a folder and `dirFd`, the folder it is to go into, is that folder or lies
+// inside it: as a move of a folder into itself answers.
+long RefuseInsideItself(int dirFd, const struct stat &item) {
+    if (!S_ISDIR(item.st_mode)) return 0;
+    bool inside = false;
+    if (const long err = IsSameOrInside(dirFd, item.st_dev, item.st_ino, inside)) return err;
+    return inside ? -50 : 0;
 }
 
 // Gives the finished item at `temp` its final name, unless an item of that name exists. Where
@@ -450,6 +557,9 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
     SplitPath(source, sourceFolder, sourceName);
     ZbFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (inDir.fd < 0) return ErrorOf(errno);
+    // A copy inside its own folder would walk into itself without end.
+    if (const long err = RefuseInsideItself(dir.fd, st)) return err;
+    RemoveLeftovers(dir.fd);
 
     if (S_ISREG(st.st_mode)) {
         ZbFd in(OpenToRead(inDir.fd, sourceName.c_str(), 0));
@@ -484,6 +594,8 @@ long Zb7_PlatformMoveItem(const std::string &source, const std::string &folder, 
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
+    // Refused before the name is claimed below, which would show in the folder's dates.
+    if (const long err = RefuseInsideItself(dir.fd, st)) return err;
     if (ZbSys_renameat2(AT_FDCWD, source.c_str(), dir.fd, name.c_str(), RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return ErrorOf(errno);
     // A file system that cannot rename without replacing: claim the name first.

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -245,6 +246,75 @@ TEST_F(CopyMove, ACopyThatFailsPartWayLeavesNothing) {
     if (WIFEXITED(status) && WEXITSTATUS(status) == 3) GTEST_SKIP() << "cannot become an ordinary user here";
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_EQ(DestinationNames(), "taken.txt ");
+}
+
+TEST_F(CopyMove, AFolderIsNeverCopiedIntoItself) {
+    MakeTree(root + "/tree");
+    const std::string before = DescribeTree(root + "/tree");
+    fs::create_directory_symlink(root + "/tree/sub", root + "/dest/intoSub");
+    EXPECT_EQ(Call("ZbFile_Version", {"-RegisterCopyFolderFunction"}), "0");
+    for (const std::string &inside : {root + "/tree/sub/copy", root + "/tree/copy", root + "/dest/intoSub/copy",
+                                      root + "/tree/sub/deeper/copy/"}) {
+        EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/tree", inside}), "$$-50") << inside;
+        EXPECT_EQ(Call("ZbFile_CopyFolder", {"", root + "/tree", inside}), "$$-50") << inside;
+        EXPECT_EQ(Call("ZbFile_MoveFile", {"", root + "/tree", inside}), "$$-50") << inside;
+    }
+    EXPECT_EQ(DescribeTree(root + "/tree"), before);
+    // Beside itself is fine, and so is a folder copied into a folder that merely starts alike.
+    fs::create_directories(root + "/treeish");
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/tree/sub", root + "/tree/sub2"}), "0");
+    EXPECT_EQ(Call("ZbFile_CopyFolder", {"", root + "/tree", root + "/treeish/tree"}), "0");
+    EXPECT_EQ(DescribeTree(root + "/treeish/tree"), DescribeTree(root + "/tree"));
+}
+
+// The kernel's own files give 0 as their size and have contents all the same.
+TEST_F(CopyMove, FilesWhoseSizeReadsZeroAreCopiedToTheirEnd) {
+    const std::string version = Contents("/proc/version");
+    ASSERT_FALSE(version.empty());
+    ASSERT_EQ(fs::file_size("/proc/version"), 0u);
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", "/proc/version", root + "/dest/version"}), "0");
+    EXPECT_EQ(Contents(root + "/dest/version"), version);
+}
+
+// A copy killed part way leaves its unfinished item behind under a name that tells its process;
+// the next copy into that folder removes it, and only such items whose process is gone.
+TEST_F(CopyMove, WhatAKilledCopyLeftIsRemovedByTheNextCopy) {
+    for (int k = 0; k < 3000; ++k) {
+        const std::string folder = root + "/big/f" + std::to_string(k % 30);
+        if (k < 30) fs::create_directories(folder);
+        std::ofstream(folder + "/" + std::to_string(k)) << std::string(1000, 'x');
+    }
+    const pid_t pid = fork();
+    if (pid == 0) {
+        Call("ZbFile_CopyFile", {"", root + "/big", root + "/dest/big"});
+        _exit(0);
+    }
+    std::string leftover;
+    for (int wait = 0; wait < 20000 && leftover.empty(); ++wait) {
+        for (const auto &e : fs::directory_iterator(root + "/dest"))
+            if (e.path().filename().string().rfind(".zerb-copy-", 0) == 0) leftover = e.path().filename().string();
+        if (leftover.empty()) usleep(100);
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    if (leftover.empty() || fs::exists(root + "/dest/big")) GTEST_SKIP() << "the copy was done before it was killed";
+    EXPECT_EQ(leftover.rfind(".zerb-copy-p" + std::to_string(pid) + "-s", 0), 0u) << leftover;
+    // A running process's item (this one's) and items of other makings stay; an item whose process
+    // number has gone to a process started at another time goes.
+    struct stat self;
+    ASSERT_EQ(stat("/proc/self/ns/pid", &self), 0);
+    const std::string stat = Contents("/proc/self/stat");
+    unsigned long long start = 0;
+    ASSERT_EQ(sscanf(stat.c_str() + stat.rfind(')') + 1,
+                     " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d %*d %*d %llu", &start),
+              1);
+    const std::string mine = ".zerb-copy-p" + std::to_string(getpid()) + "-s" + std::to_string(start) + "-n" +
+                             std::to_string(self.st_ino) + "-7";
+    const std::string reused = ".zerb-copy-p" + std::to_string(getpid()) + "-s" + std::to_string(start + 1) + "-n" +
+                               std::to_string(self.st_ino) + "-8";
+    for (const std::string &name : {mine, reused, std::string(".zerb-copy-1-2-3")}) fs::create_directories(root + "/dest/" + name);
+    EXPECT_EQ(Call("ZbFile_CopyFile", {"", root + "/file.txt", root + "/dest/copy.txt"}), "0");
+    EXPECT_EQ(DestinationNames(), ".zerb-copy-1-2-3 " + mine + " copy.txt taken.txt ");
 }
 
 TEST(CopyMoveVolumes, ACopyThatFillsTheVolumeLeavesNothing) {
