@@ -5,6 +5,17 @@
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 
+long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source) {
+    ZbItemInfo info;
+    if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
+    if (info.isLink) {
+        std::string target;
+        if (const long err = Zb7_PlatformRealPath(path, target)) return err == -120 ? -43 : err;  // a dangling link
+        path = std::move(target);
+    }
+    return Zb7_PlatformOpenDataFork(path, false, source);
+}
+
 long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
                           ZbNewContents &contents) {
     contents.sourcePath = sourcePath;
@@ -14,7 +25,7 @@ long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &source
         contents.folder = ZbFolderOfPath(sourcePath);
     } else {
         FSSpec folderRef;
-        if (const long err = Zb7_NewItemFolderAndName(Zb7_PathTextToUTF8(destination), folderRef, contents.name))
+        if (const long err = Zb7_NewItemFolderAndName(destination, folderRef, contents.name))
             return err;
         if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, contents.folder)) return err;
         ZbItemInfo existing;

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "files/fsspec.h"
 #include "platform/finder_info.h"
 #include "platform/forks.h"
 #include "plugin/fmx.h"
@@ -18,7 +19,13 @@ struct ZbNewContents {
     ZbFork fork;               // the new file, open for writing
 };
 
-// Starts new contents for the file at sourcePath: in place when destination is empty or the
+// Opens the file whose contents are to be read and rewritten. Contents follow a symbolic link: a
+// link is resolved here, once, and `path` becomes the path of the file it leads to, which is read
+// from and, in place, replaced, so that the link stays a link. -1302 for a folder or anything else
+// that is not a file.
+long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source);
+
+// Starts new contents for the file at sourcePath (as Zb7_OpenContentsSource gave it): in place when destination is empty or the
 // source's own text, else at the path the destination text names (-48 when something is there).
 long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
                           ZbNewContents &contents);

@@ -195,11 +195,9 @@ long Substitute(const fmx::DataVect &parameters) {
 
     FSSpec sourceRef;
     std::string sourcePath;
-    ZbItemInfo info;
     if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kMaxNameLength)) return err;
-    if (const long err = Zb7_FSSpecToItemInfo(sourceRef, sourcePath, info)) return err;
     ZbFork source;
-    if (const long err = Zb7_PlatformOpenDataFork(sourcePath, false, source)) return err;
+    if (const long err = Zb7_OpenContentsSource(sourceRef, sourcePath, source)) return err;
 
     // The new contents are made in a new file beside their place and put there only when whole.
     ZbNewContents contents;

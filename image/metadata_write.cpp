@@ -257,12 +257,10 @@ long SetMetaData(const fmx::DataVect &parameters) {
 
     FSSpec sourceRef;
     std::string sourcePath;
-    ZbItemInfo info;
     if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kZbMaxNameLength)) return err;
-    if (const long err = Zb7_FSSpecToItemInfo(sourceRef, sourcePath, info)) return err;
     if (!XP_HasSwitch(switches, "-SetIPTC")) return -50;
     ZbFork source;
-    if (const long err = Zb7_PlatformOpenDataFork(sourcePath, false, source)) return err;
+    if (const long err = Zb7_OpenContentsSource(sourceRef, sourcePath, source)) return err;
 
     ZbNewContents contents;
     if (const long err = Zb7_BeginNewContents(sourcePath, *sourceText, *destinationText, contents)) return err;

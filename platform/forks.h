@@ -22,7 +22,8 @@ struct ZbFork {
     ~ZbFork();
 };
 
-// -43 for a missing file, -1302 for a folder.
+// -43 for a missing file, -1302 for a folder or anything else that is not a regular file (a
+// named pipe, a device, a socket), which is never waited for.
 long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork);
 long Zb7_PlatformForkSize(const ZbFork &fork, int64_t &size);
 long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);

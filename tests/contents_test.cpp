@@ -1,6 +1,7 @@
 // Text in and out of files: ranges and their errors, encodings and line ends, the default file
 // that is never created, the write bound of many-byte encodings, files past 2 GiB, and a failure
 // injected at every system call of the writing functions.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -162,6 +163,24 @@ TEST_F(ContentsFunctions, TheResourceForkIsItsAttribute) {
     EXPECT_EQ(XP7_ReadResourceFork(file, bytes), 0);
     EXPECT_EQ(bytes, fork);
     EXPECT_EQ(Call("ZbFile_GetResourceForkSize", {"", root + "/c.txt"}), "12");
+}
+
+// Every function that reads or writes contents refuses what is not a file at once: a named pipe
+// would hold the call until a writer came, a device may never end. Run in fmxhost under a time
+// limit, so that a call that waits shows as a missing answer.
+TEST_F(ContentsFunctions, PipesAndDevicesAreRefusedWithoutWaiting) {
+    const std::string pipe = root + "/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0644), 0);
+    const std::vector<std::string> lines = zerbtest::RunFmxhost(
+        {"ZbFile_GetContents(\"\"; \"" + pipe + "\")", "ZbFile_Substitute(\"\"; \"" + pipe + "\"; \"\"; \"a\"; \"b\")",
+         "ZbFile_MetaData(\"GetIPTC\"; \"/dev/zero\")", "ZbFile_MetaData(\"GetEXIF\"; \"" + pipe + "\")",
+         "ZbFile_SetMetaData(\"-SetIPTC\"; \"" + pipe + "\"; \"\"; \"\")", "ZbFile_CreateThumbnail(\"\"; \"" + pipe + "\")",
+         "ZbFile_SetDefaultFileSpec(\"\"; \"" + pipe + "\")", "ZbFile_AppendContents(\"\"; \"x\")",
+         "ZbFile_GetContents(\"\"; \"/dev/zero\")"},
+        "timeout 20");
+    EXPECT_EQ(lines, (std::vector<std::string>{"$$-1302", "$$-1302", "$$-1302", "$$-1302", "$$-1302", "$$-1302", "0",
+                                               "$$-1302", "$$-1302"}));
+    EXPECT_TRUE(fs::is_fifo(pipe));
 }
 
 // SetContents and AppendContents, run once for every system call they make with that one

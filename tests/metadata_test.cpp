@@ -436,6 +436,11 @@ TEST_F(SetMetaData, NothingIsOverwrittenAndInPlaceKeepsTheFile) {
     // A new destination carries the resource fork too.
     ASSERT_EQ(Set("-SetIPTC", source, dir + "/copy.jpg", ""), "0");
     EXPECT_EQ(getxattr((dir + "/copy.jpg").c_str(), "user.com.apple.ResourceFork", value, sizeof value), 4);
+    // In place through a symbolic link: the file changes, the link stays.
+    fs::create_symlink(source, dir + "/link.jpg");
+    ASSERT_EQ(Set("-SetIPTC JPEGComment", dir + "/link.jpg", "", "through the link"), "0");
+    EXPECT_TRUE(fs::is_symlink(dir + "/link.jpg"));
+    EXPECT_NE(Bytes(source).find("through the link"), std::string::npos);
 }
 
 // What SetMetaData writes into camera files is read back by exiftool and exiv2, which still read
@@ -464,15 +469,20 @@ TEST_F(SetMetaData, AFailedSystemCallLeavesTheSourceAsItWas) {
     const std::string original = kSOI + PhotoshopSegment(0x0404, Dataset(2, 5, "Old")) + kFrame + kEOI;
     const std::string f = dir + "/f.jpg", g = dir + "/g.jpg";
     fmx::ExprEnvUniquePtr env;
-    for (const bool inPlace : {true, false}) {
+    const std::string link = dir + "/l.jpg";
+    for (const int way : {0, 1, 2}) {  // in place, to a destination, in place through a link
+        const bool inPlace = way != 1, viaLink = way == 2;
         for (const int error : {EIO, ENOSPC}) {
             for (long n = 1;; ++n) {
-                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + ", call " + std::to_string(n));
+                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + (viaLink ? " through a link" : "") +
+                             ", call " + std::to_string(n));
                 fs::remove_all(dir);
                 fs::create_directories(dir);
                 std::ofstream(f, std::ios::binary) << original;
+                if (viaLink) fs::create_symlink("f.jpg", link);
                 fmx::DataVectUniquePtr parameters;
-                for (const std::string &v : {std::string("-SetIPTC"), f, inPlace ? std::string() : g, kTwoItems})
+                for (const std::string &v :
+                     {std::string("-SetIPTC"), viaLink ? link : f, inPlace ? std::string() : g, kTwoItems})
                     parameters->PushBack(*zerbtest::TextData(v));
                 fmx::DataUniquePtr result;
                 ZbSysFailCall(n, error);
@@ -482,12 +492,15 @@ TEST_F(SetMetaData, AFailedSystemCallLeavesTheSourceAsItWas) {
                 ZbSysFailCall(0, 0);
                 const std::string answer = zerbtest::TextOf(*result);
                 const size_t items = size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
+                if (viaLink) {
+                    EXPECT_TRUE(fs::is_symlink(link));
+                }
                 if (answer == "0") {
                     EXPECT_NE(Call("ZbFile_MetaData", {"GetIPTC", inPlace ? f : g}).find("Caption"), std::string::npos);
                 } else {
                     EXPECT_EQ(answer.substr(0, 3), "$$-");
                     EXPECT_EQ(Bytes(f), original);
-                    EXPECT_EQ(items, 1u);
+                    EXPECT_EQ(items, viaLink ? 2u : 1u);
                 }
                 if (!reached) {
                     EXPECT_EQ(answer, "0");

@@ -87,6 +87,26 @@ inline std::string Contents(const std::string &path) {
     return text;
 }
 
+// Runs fmxhost on the calculations (through `launcher`, a command that runs another, such as
+// "timeout 20", when given) and answers its output lines.
+inline std::vector<std::string> RunFmxhost(const std::vector<std::string> &calculations,
+                                           const std::string &launcher = "") {
+    std::string command = launcher + " '" + ZERB_FMXHOST_PATH + "' --plugin '" + ZERB_PLUGIN_PATH + "'";
+    for (const auto &c : calculations) command += " '" + c + "'";
+    std::vector<std::string> lines;
+    FILE *out = popen(command.c_str(), "r");
+    if (!out) return lines;
+    std::string text;
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
+    pclose(out);
+    for (size_t at = 0, end; at < text.size(); at = end + 1) {
+        end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+    }
+    return lines;
+}
+
 // Runs fmxhost on the calculations inside a new mount namespace after the shell commands in
 // `mounts` (through `launcher`, a command that runs another, when given); answers its output
 // lines, or nothing when the namespace cannot be made.

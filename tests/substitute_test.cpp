@@ -290,6 +290,17 @@ TEST_F(Substitute, InPlaceKeepsTheFilesMetadataAndADestinationIsNeverOverwritten
     EXPECT_EQ(Contents(root + "/g"), "1 2 1");
     // Nothing but the two files: no temporary left.
     EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 2);
+    // In place through a symbolic link: the file it leads to gets the new contents, in its own
+    // folder, and the link stays a link.
+    fs::create_directories(root + "/elsewhere");
+    Write(root + "/elsewhere/target", "red and red");
+    fs::create_symlink("elsewhere/target", root + "/link");
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", root + "/link", "", "red", "blue"}), "0");
+    EXPECT_TRUE(fs::is_symlink(root + "/link"));
+    EXPECT_EQ(Contents(root + "/elsewhere/target"), "blue and blue");
+    EXPECT_EQ(std::distance(fs::directory_iterator(root + "/elsewhere"), fs::directory_iterator()), 1);
+    fs::create_symlink("elsewhere/gone", root + "/dangling");
+    EXPECT_EQ(Call("ZbFile_Substitute", {"", root + "/dangling", "", "red", "blue"}), "$$-43");
 }
 
 // The old contents of a large file changed in place are closed in the background: the call
@@ -361,57 +372,66 @@ TEST_F(Substitute, AProcessKilledAtAnyMomentLeavesTheOldOrTheNewContents) {
 // In place and to a destination, once for every system call made with that one failing: the
 // answer is an error, the source is as it was and nothing else is left, or the call went through.
 // A small file, and one large enough to be scanned on a second thread while the call's own
-// thread writes.
+// thread writes; and a small file changed in place through a symbolic link, which must stay a link.
 TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
-    const std::string f = root + "/f", g = root + "/g";
+    const std::string f = root + "/f", g = root + "/g", link = root + "/l";
     fmx::ExprEnvUniquePtr env;
     std::string large, largeReplaced;
     while (large.size() < (5u << 20)) {
         large += "one two one ";
         largeReplaced += "1 two 1 ";
     }
-    for (const auto &[old, replaced] : {std::pair<std::string, std::string>("one two one", "1 two 1"),
-                                        std::pair(large, largeReplaced)}) {
-        for (const bool inPlace : {true, false}) {
-            for (const int error : {EIO, ENOSPC, EINTR}) {
-                for (long n = 1;; ++n) {
-                    SCOPED_TRACE(std::to_string(old.size()) + " bytes " + (inPlace ? "in place" : "to a destination") +
-                                 ", call " + std::to_string(n) + ", errno " + std::to_string(error));
-                    fs::remove_all(root);
-                    fs::create_directories(root);
-                    Write(f, old);
-                    lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
-                    fmx::DataVectUniquePtr parameters;
-                    for (const std::string &v : {std::string(), f, inPlace ? std::string() : g, std::string("one"),
-                                                 std::string("1")})
-                        parameters->PushBack(*zerbtest::TextData(v));
-                    fmx::DataUniquePtr result;
-                    ZbSysFailCall(n, error);
-                    const long first = ZbSysCallCount();
-                    ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
-                    const bool reached = ZbSysCallCount() - first >= n;
-                    ZbSysFailCall(0, 0);
-                    const std::string answer = zerbtest::TextOf(*result);
-                    const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
-                    if (answer == "0") {
-                        EXPECT_TRUE(Contents(inPlace ? f : g) == replaced);
-                        // Only the removal of the old contents under their temporary name failed.
-                        if (items != (inPlace ? 1u : 2u)) {
-                            for (const auto &e : fs::directory_iterator(root)) {
-                                if (e.path() != f) {
-                                    EXPECT_TRUE(Contents(e.path().string()) == old);
-                                }
+    struct Case {
+        bool large, inPlace, viaLink;
+    };
+    for (const Case c : {Case{false, true, false}, Case{false, false, false}, Case{true, true, false},
+                         Case{true, false, false}, Case{false, true, true}}) {
+        const std::string &old = c.large ? large : std::string("one two one");
+        const std::string replaced = c.large ? largeReplaced : "1 two 1";
+        const size_t untouched = c.viaLink ? 2 : 1;  // the items there are when nothing was made
+        for (const int error : {EIO, ENOSPC, EINTR}) {
+            for (long n = 1;; ++n) {
+                SCOPED_TRACE(std::to_string(old.size()) + " bytes " + (c.inPlace ? "in place" : "to a destination") +
+                             (c.viaLink ? " through a link" : "") + ", call " + std::to_string(n) + ", errno " +
+                             std::to_string(error));
+                fs::remove_all(root);
+                fs::create_directories(root);
+                Write(f, old);
+                lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
+                if (c.viaLink) fs::create_symlink("f", link);
+                fmx::DataVectUniquePtr parameters;
+                for (const std::string &v : {std::string(), c.viaLink ? link : f, c.inPlace ? std::string() : g,
+                                             std::string("one"), std::string("1")})
+                    parameters->PushBack(*zerbtest::TextData(v));
+                fmx::DataUniquePtr result;
+                ZbSysFailCall(n, error);
+                const long first = ZbSysCallCount();
+                ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
+                const bool reached = ZbSysCallCount() - first >= n;
+                ZbSysFailCall(0, 0);
+                const std::string answer = zerbtest::TextOf(*result);
+                const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
+                if (c.viaLink) {
+                    EXPECT_TRUE(fs::is_symlink(link));
+                }
+                if (answer == "0") {
+                    EXPECT_TRUE(Contents(c.inPlace ? f : g) == replaced);
+                    // Only the removal of the old contents under their temporary name failed.
+                    if (items != untouched + (c.inPlace ? 0 : 1)) {
+                        for (const auto &e : fs::directory_iterator(root)) {
+                            if (e.path() != f && e.path() != link) {
+                                EXPECT_TRUE(Contents(e.path().string()) == old);
                             }
                         }
-                    } else {
-                        EXPECT_EQ(answer.substr(0, 3), "$$-");
-                        EXPECT_TRUE(Contents(f) == old);
-                        EXPECT_EQ(items, 1u);
                     }
-                    if (!reached) {
-                        EXPECT_EQ(answer, "0");
-                        break;
-                    }
+                } else {
+                    EXPECT_EQ(answer.substr(0, 3), "$$-");
+                    EXPECT_TRUE(Contents(f) == old);
+                    EXPECT_EQ(items, untouched);
+                }
+                if (!reached) {
+                    EXPECT_EQ(answer, "0");
+                    break;
                 }
             }
         }
