@@ -231,6 +231,26 @@ TEST_F(FileInfo, EveryAttributeRoundTrips) {
     EXPECT_EQ(Get("ZbFile_GetFileAttribute", "-findercommentAttr", "file.txt"), "");
 }
 
+// A new creator or type advances the modification date of the file's folder (and only a change
+// does); a label, which programs do not watch for, leaves it alone.
+TEST_F(FileInfo, ANewCreatorOrTypeAdvancesTheFoldersDate) {
+    const auto setFolderDate = [&] { fs::last_write_time(root, fs::file_time_type::clock::now() - std::chrono::hours(48)); };
+    const auto advanced = [&] { return fs::last_write_time(root) > fs::file_time_type::clock::now() - std::chrono::hours(1); };
+    for (const char *which : {"-creator", "-filetype"}) {
+        SCOPED_TRACE(which);
+        setFolderDate();
+        EXPECT_EQ(Set(which, "file.txt", "abcd"), "0");
+        EXPECT_TRUE(advanced());
+        setFolderDate();
+        EXPECT_EQ(Set(which, "file.txt", "abcd"), "0");  // the same code again: nothing changes
+        EXPECT_FALSE(advanced());
+    }
+    setFolderDate();
+    EXPECT_EQ(Set("-labelNum=2", "file.txt"), "0");
+    EXPECT_FALSE(advanced());
+    EXPECT_EQ(Get("ZbFile_GetFileCreator", "", "file.txt") + Get("ZbFile_GetFileType", "", "file.txt"), "abcdabcd");
+}
+
 // A file the caller may not read still has a data size (its folder only needs to be searchable),
 // while its resource fork and a creation date that was set, kept in attributes only a reader
 // may read, answer the error, never a size or date of something else.
