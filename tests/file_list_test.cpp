@@ -144,6 +144,18 @@ TEST_F(Listing, NamesInSeveralScriptsAndBothUnicodeForms) {
     EXPECT_EQ(shortNames.size(), 6u);
 }
 
+// The root folder, given as "/" (the one path of a single byte), lists as the startup disk does.
+TEST_F(Listing, TheRootFolderListsByItsPOSIXPath) {
+    const std::string startup = Call("ZbFile_FileSpecToFullPath", {"", "/"});
+    EXPECT_EQ(startup.back(), ':') << startup;
+    const std::string folders = List("folders", "/");
+    EXPECT_EQ(folders, List("folders", startup));
+    const auto names = Lines(folders);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "etc"), 1);
+    EXPECT_EQ(Call("ZbFile_Exists", {"", "/"}), "1");
+    EXPECT_EQ(Call("ZbFile_GetFileSize", {"", "A"}), "$$-37");  // other one-byte texts name nothing
+}
+
 TEST_F(Listing, FoldersOfTensOfThousandsOfEntries) {
     // Long names fill many directory reads; the list comes in batches of 100.
     const std::string padding(60, 'p');
