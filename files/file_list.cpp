@@ -222,6 +222,8 @@ long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::s
         AppendInLineEncoding(path, switches.longnames, bytes);
         if (!switches.longnames && bytes.size() - start >= 2 && bytes.compare(bytes.size() - 2, 2, "::") == 0)
             bytes.pop_back();
+    } else if (switches.mode == kZbListVolumes) {
+        AppendInLineEncoding(item.name, switches.longnames, bytes);  // already as colon paths show it
     } else {
         AppendInLineEncoding(ZbSwapColonsAndSlashes(item.name), switches.longnames, bytes);
     }

@@ -295,6 +295,25 @@ TEST(SearchVolumes, ListDisksAndDiskSpaceOfAMountedVolume) {
 
 // An smb:// mount as root without a session bus goes to mount.cifs; a stand-in helper records
 // what it was given: the password only on the descriptor PASSWD_FD names.
+// A volume whose mount point's name holds ":" is named with "/" everywhere, ListDisks included;
+// a decomposed name found by Search keeps its accent in the Mac OS Roman path.
+TEST(SearchVolumes, VolumeNamesWithColonsAndDecomposedNamesInPaths) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a test volume needs root";
+    const auto lines = zerbtest::RunInPrivateMounts(
+        "mount -t tmpfs tmpfs /mnt\nmkdir /mnt/c:d\nmount -t tmpfs tmpfs /mnt/c:d\n"
+        "printf x >\"/mnt/c:d/Cafe$(printf '\\314\\201')\"",
+        {R"(ZbFile_ListDisks(""))", R"(ZbFile_DiskInfo("GetIsNetworkDisk";"c/d"))",
+         R"(ZbFile_ListFolder("files";"c/d:"))", R"(ZbFile_Search("files";"c/d";"caf"))",
+         R"(ZbFile_Search("files longnames";"c/d";"caf"))"});
+    if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
+    ASSERT_GE(lines.size(), 5u);
+    const std::vector<std::string> disks(lines.begin(), lines.end() - 4);
+    EXPECT_EQ(std::count(disks.begin(), disks.end(), "c/d"), 1) << ::testing::PrintToString(disks);
+    EXPECT_EQ(std::count(disks.begin(), disks.end(), "c:d"), 0);
+    EXPECT_EQ(std::vector<std::string>(lines.end() - 4, lines.end()),
+              (std::vector<std::string>{"0", "Caf\xC3\xA9", "c/d:Caf\xC3\xA9", "c/d:Cafe\xCC\x81"}));
+}
+
 TEST(SearchVolumes, URLMountPassesThePasswordOnlyThroughAPipe) {
     if (geteuid() != 0) GTEST_SKIP() << "mounting needs root";
     const std::string dir = (fs::temp_directory_path() / ("zerb-helper-" + std::to_string(getpid()))).string();
