@@ -31,14 +31,18 @@ uint32_t CodeOfText(std::string_view text) {
 }
 
 // Reads the Finder information of an item, lets `change` alter it, and writes it back when it
-// changed.
+// changed; with `advanceFolderDate` the modification date of the item's folder is then set to
+// now. The folder's date is set before the item is written: should that fail, the item is left
+// as it was.
 template <class Change>
-long ChangeFinderInfo(const std::string &path, Change change) {
+long ChangeFinderInfo(const std::string &path, Change change, bool advanceFolderDate = false) {
     ZbFinderInfo info;
     if (const long err = Zb7_PlatformGetFinderInfo(path, info)) return err;
     ZbFinderInfo changed = info;
     change(changed);
     if (changed.bytes == info.bytes) return 0;
+    if (advanceFolderDate)
+        if (const long err = Zb7_PlatformTouchFolderOf(path)) return err;
     return Zb7_PlatformSetFinderInfo(path, changed);
 }
 
@@ -128,10 +132,15 @@ long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, u
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (info.isFolder) return kErrIsFolder;
-    return ChangeFinderInfo(path, [&](ZbFinderInfo &f) {
-        if (selector != kZbChangeType) f.SetCreator(creator);
-        if (selector != kZbChangeCreator) f.SetType(type);
-    });
+    // The folder's modification date advances, so that programs showing the folder notice the new
+    // codes.
+    return ChangeFinderInfo(
+        path,
+        [&](ZbFinderInfo &f) {
+            if (selector != kZbChangeType) f.SetCreator(creator);
+            if (selector != kZbChangeCreator) f.SetType(type);
+        },
+        true);
 }
 
 long Zb7_SetFinderLabelNo(const FSSpec &ref, int label) {

@@ -158,27 +158,37 @@ long XP7_FileExists(const FSSpec &ref) {
     return Zb7_FSSpecToItemInfo(ref, path, info);
 }
 
-long XP7_FSGetFileSizes(const FSSpec &ref, int64_t &dataSize, int64_t &rsrcSize, int64_t &totalSize) {
-    dataSize = rsrcSize = totalSize = 0;
+long XP7_FSGetFileSizes(const FSSpec &ref, int64_t *dataSize, int64_t *rsrcSize, int64_t *totalSize) {
+    for (int64_t *size : {dataSize, rsrcSize, totalSize})
+        if (size) *size = 0;
     std::string path;
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (info.isFolder) return 0;  // a folder has no forks
+    if (dataSize) *dataSize = int64_t(info.dataSize);
+    if (!rsrcSize && !totalSize) return 0;
     uint64_t rsrc = 0;
-    if (const long err = Zb7_PlatformAttributeSize(path, kZbResourceForkAttribute, rsrc)) return err;
-    dataSize = int64_t(info.dataSize);
-    rsrcSize = int64_t(rsrc);
-    totalSize = int64_t(info.allocatedBytes + rsrc);
+    if (const long err = Zb7_PlatformAttributeSize(path, kZbResourceForkAttribute, rsrc)) {
+        if (dataSize) *dataSize = 0;
+        return err;
+    }
+    if (rsrcSize) *rsrcSize = int64_t(rsrc);
+    if (totalSize) *totalSize = int64_t(info.allocatedBytes + rsrc);
     return 0;
 }
 
-long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t &created, uint32_t &modified) {
-    created = modified = 0;
+long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t *created, uint32_t *modified) {
+    if (created) *created = 0;
+    if (modified) *modified = 0;
     std::string path;
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
-    created = Zb7_PlatformLocalDateOfTime(Zb7_PlatformCreationTime(path, info));
-    modified = Zb7_PlatformLocalDateOfTime(info.modified);
+    if (created) {
+        int64_t seconds = 0;
+        if (const long err = Zb7_PlatformCreationTime(path, info, seconds)) return err;
+        *created = Zb7_PlatformLocalDateOfTime(seconds);
+    }
+    if (modified) *modified = Zb7_PlatformLocalDateOfTime(info.modified);
     return 0;
 }
 
@@ -224,7 +234,10 @@ fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*
     int64_t data = 0, rsrc = 0, total = 0;
     long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
                                                                : kZbErrParameter;
-    if (err == 0) err = XP7_FSGetFileSizes(ref, data, rsrc, total);
+    // Each function reads only its own size.
+    if (err == 0)
+        err = XP7_FSGetFileSizes(ref, functionId == 4241 || functionId == 4244 ? nullptr : &data,
+                                 functionId == 4244 ? &rsrc : nullptr, functionId == 4241 ? &total : nullptr);
     if (err)
         XP7_OSErrLToData(err, result);
     else
@@ -243,7 +256,8 @@ fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fm
                                                                : kZbErrParameter;
     if (err == 0)
         err = function.kind == ZbDateKind::accessed ? XP7_FSpGetLastAccessDate(ref, accessed)
-                                                    : XP7_FSpGetFileDate(ref, created, modified);
+              : XP7_FSpGetFileDate(ref, function.kind == ZbDateKind::created ? &created : nullptr,
+                                   function.kind == ZbDateKind::modified ? &modified : nullptr);
     if (err) {
         XP7_OSErrLToData(err, result);
         return 0;

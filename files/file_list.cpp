@@ -14,6 +14,7 @@
 #include "plugin/results.h"
 #include "text/charsets.h"
 #include "text/encoding.h"
+#include "text/unicode_forms.h"
 
 FLswitchTag Zb7_ReadListSwitches(const char *switches) {
     FLswitchTag s;
@@ -54,7 +55,9 @@ bool IsUTF8(std::string_view s) {
 }
 
 // A name or path as the line shows it: UTF-8 with longnames (bytes that are not UTF-8 are read
-// as Mac OS Roman), else Mac OS Roman ("^" for a character it lacks).
+// as Mac OS Roman), else Mac OS Roman ("^" for a character it lacks). Mac OS Roman has composed
+// letters only, so a name stored decomposed (as names copied from a Mac often are: "e" and a
+// combining acute accent) is composed first and keeps its accents.
 void AppendInLineEncoding(std::string_view text, bool longnames, std::string &bytes) {
     const bool utf8 = IsUTF8(text);
     if (longnames && utf8) {
@@ -65,7 +68,7 @@ void AppendInLineEncoding(std::string_view text, bool longnames, std::string &by
         bytes += ZbMacRomanToUTF8(text);
         return;
     }
-    std::string s(text);
+    std::string s(utf8 ? ZbUTF8ToNFC(text) : std::string(text));
     if (utf8) {
         s.push_back('\0');
         ZbMoreX_UTF8StrToMacRomanCStr(s.data(), long(s.size()));
@@ -219,6 +222,8 @@ long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::s
         AppendInLineEncoding(path, switches.longnames, bytes);
         if (!switches.longnames && bytes.size() - start >= 2 && bytes.compare(bytes.size() - 2, 2, "::") == 0)
             bytes.pop_back();
+    } else if (switches.mode == kZbListVolumes) {
+        AppendInLineEncoding(item.name, switches.longnames, bytes);  // already as colon paths show it
     } else {
         AppendInLineEncoding(ZbSwapColonsAndSlashes(item.name), switches.longnames, bytes);
     }

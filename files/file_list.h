@@ -31,7 +31,8 @@ constexpr size_t kZbListBatch = 100;
 // The switch words every list function reads (each a case-blind substring of the switch text).
 FLswitchTag Zb7_ReadListSwitches(const char *switches);
 
-// One item of a batch: its name as it is on disk, and for Search its absolute path.
+// One item of a batch: its name as it is on disk (a volume's: its volume name, with a ":" of the
+// mount point's name already shown as "/"), and for Search its absolute path.
 struct ZbListItem {
     std::string name;
     std::string path;

@@ -333,6 +333,10 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
     return err;
 }
 
+// A path text too short to name anything: fewer than 2 bytes ("", "A", ":"), except "/", the
+// root folder, the one POSIX path of one byte.
+bool TooShortForAPath(std::string_view path) { return path.size() < 2 && path != "/"; }
+
 void AddEndSeparator(std::string &path, char separator) {
     if (!path.empty() && path.back() != separator) path += separator;
 }
@@ -346,7 +350,7 @@ void RemoveEndSeparator(std::string &path, char separator) {
 long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameLength, FSSpec *ref) {
     if (!ref) return kZbErrNoOutput;
     ZbClearFSSpec(*ref);
-    if (path.size() < 2) return kZbErrBadPath;
+    if (TooShortForAPath(path)) return kZbErrBadPath;
     if (encodingMode != kZbPathUTF8) return ResolveText(ZbMacRomanToUTF8(path), maxNameLength, ref, 0);
     return ResolveText(path, maxNameLength, ref, 0);
 }
@@ -356,7 +360,7 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
     name.clear();
     if (!parent) return kZbErrNoOutput;
     ZbClearFSSpec(*parent);
-    if (path.size() < 2) return kZbErrBadPath;
+    if (TooShortForAPath(path)) return kZbErrBadPath;
     const std::string text = encodingMode != kZbPathUTF8 ? ZbMacRomanToUTF8(path) : std::string(path);
 
     if (text[0] == ':') {
@@ -454,7 +458,7 @@ long TxtToReference(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, bo
     if (const long err = Zb7_ReadPathText(text, fmx::Text::kEncoding_UTF8, utf8)) return err;
     const auto parse = [&](const std::string &path) {
         ZbClearFSSpec(ref);
-        return path.size() < 2 ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
+        return TooShortForAPath(path) ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
     };
     long err = parse(utf8);
     if (err == kZbErrNotFound && ZbIsClearedFSSpec(ref)) {

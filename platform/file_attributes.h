@@ -52,12 +52,18 @@ long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name);
 // permission). -1426 for a symbolic link, whose permissions mean nothing.
 long Zb7_PlatformSetLocked(const std::string &path, bool locked);
 
+// Sets the modification time of the folder that holds the item at path to now, so that programs
+// watching the folder see that something in it changed.
+long Zb7_PlatformTouchFolderOf(const std::string &path);
+
 // The modification time, seconds since 1970 UTC; the access time is left as it is.
 long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds);
 
 // The creation date, seconds since 1970 UTC: the one that was set (kept in kZbCreatedAttribute),
-// else the birth time, else the earlier of the modification and status-change times.
-int64_t Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info);
+// else the birth time, else the earlier of the modification and status-change times. An error
+// when the attribute cannot be read (-5000 for an item the caller may not read): another date
+// would be a wrong one.
+long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, int64_t &seconds);
 long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds);
 
 #endif

@@ -117,16 +117,27 @@ long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds) {
     return 0;
 }
 
-int64_t Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info) {
+long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, int64_t &seconds) {
+    seconds = 0;
     std::string text;
     bool found = false;
-    if (Zb7_PlatformReadAttribute(path, kZbCreatedAttribute, text, found) == 0 && found) {
-        int64_t seconds = 0;
+    // A date that was set and cannot be read now is an error, not a cue for another date.
+    if (const long err = Zb7_PlatformReadAttribute(path, kZbCreatedAttribute, text, found)) return err;
+    if (found) {
         const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-        if (error == std::errc() && end == text.data() + text.size()) return seconds;
+        if (error == std::errc() && end == text.data() + text.size()) return 0;
     }
-    if (info.hasBirth) return info.born;
-    return std::min(info.modified, info.changed);
+    seconds = info.hasBirth ? info.born : std::min(info.modified, info.changed);
+    return 0;
+}
+
+long Zb7_PlatformTouchFolderOf(const std::string &path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos || path == "/") return 0;  // the root has no folder above it
+    const std::string folder = slash == 0 ? "/" : path.substr(0, slash);
+    const struct timespec times[2] = {{0, UTIME_OMIT}, {0, UTIME_NOW}};
+    if (ZbSys_utimensat(AT_FDCWD, folder.c_str(), times, 0) != 0) return ReadError(folder, errno);
+    return 0;
 }
 
 long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds) {

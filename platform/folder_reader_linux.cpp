@@ -42,14 +42,32 @@ long MountOf(int fd, uint64_t &mountId) {
 
 long FolderError(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP ? -120 : Zb7_ErrnoToOSErr(error); }
 
+// Whether the kernel has a system call, as its first answer showed: a kernel that lacks one
+// answers ENOSYS every time, so the fallback is chosen from this remembered answer, never from
+// an errno that some other call left behind.
+struct ZbKernelCall {
+    bool missing = false;
+    bool IsMissing() const { return __atomic_load_n(&missing, __ATOMIC_RELAXED); }
+    // Remembers a failed call's answer; true when it says the kernel lacks the call.
+    bool Lacks(int error) {
+        if (error != ENOSYS) return false;
+        __atomic_store_n(&missing, true, __ATOMIC_RELAXED);
+        return true;
+    }
+};
+
+ZbKernelCall gOpenat2;      // Linux 5.6
+ZbKernelCall gGetxattrat;   // Linux 6.13
+
 // openat2 where the kernel has it: one call resolves the whole relative path without links or
-// mount crossings. 1 when the kernel lacks it.
+// mount crossings. -2 when the kernel lacks it; else the descriptor, or -1 with errno set.
 int OpenBeneath(int base, const std::string &relative) {
+    if (gOpenat2.IsMissing()) return -2;
     open_how how{};
     how.flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW;
     how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV | RESOLVE_NO_MAGICLINKS | RESOLVE_BENEATH;
     const long fd = syscall(SYS_openat2, base, relative.c_str(), &how, sizeof how);
-    if (fd < 0 && errno == ENOSYS) return -2;
+    if (fd < 0 && gOpenat2.Lacks(errno)) return -2;
     return int(fd);
 }
 
@@ -160,16 +178,17 @@ long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEn
 }
 
 uint16_t Zb7_PlatformFinderFlagsAt(const ZbFolderHandle &folder, const std::string &name) {
-    static bool noGetxattrat = false;  // set once when the kernel turns out to lack the call
     unsigned char info[32];
     long n = -1;
-    if (!__atomic_load_n(&noGetxattrat, __ATOMIC_RELAXED)) {
+    bool fallback = gGetxattrat.IsMissing();
+    if (!fallback) {
         XattrArgs args{reinterpret_cast<uintptr_t>(info), sizeof info, 0};
         n = syscall(SYS_getxattrat, folder.fd, name.c_str(), AT_SYMLINK_NOFOLLOW, kZbFinderInfoAttribute, &args,
                     sizeof args);
-        if (n < 0 && errno == ENOSYS) __atomic_store_n(&noGetxattrat, true, __ATOMIC_RELAXED);
+        fallback = n < 0 && gGetxattrat.Lacks(errno);
     }
-    if (n < 0 && errno == ENOSYS) {
+    if (fallback) {
+        // The entry through the folder's descriptor, as the kernel shows it under /proc.
         const std::string path = "/proc/self/fd/" + std::to_string(folder.fd) + "/" + name;
         n = lgetxattr(path.c_str(), kZbFinderInfoAttribute, info, sizeof info);
     }

@@ -242,23 +242,46 @@ constexpr uint64_t kStatmountBasic = 0x2;
 constexpr size_t kStatmountUniqueId = 40;  // offsets in struct statmount
 constexpr size_t kStatmountOldId = 56;
 
+// How the unique mount ids were read.
+enum class ZbUniqueIds {
+    read,         // the map holds them
+    unavailable,  // the kernel lacks listmount/statmount (before Linux 6.8): birth times tell mounts apart
+    failed,       // the calls exist but failed this time: the table cannot be told apart now
+};
+
+// Set once listmount or statmount has answered that the kernel lacks it (ENOSYS), or that the
+// process may not use it (EPERM: a system-call filter that does not know the call): the choice
+// between unique ids and birth times follows that remembered answer, so that one table never
+// mixes the two kinds of identity.
+std::atomic<bool> gNoListmount{false};
+
+bool LacksMountCalls(int error) {
+    if (error != ENOSYS && error != EPERM) return false;
+    gNoListmount.store(true, std::memory_order_relaxed);
+    return true;
+}
+
 // The kernel's unique ids of the mounts of this namespace, by the ids mountinfo shows. Read
 // without a path walk, so no mount point is touched (touching one can make an unmount that runs at
-// that moment fail as busy). Empty where the kernel lacks the calls.
-std::unordered_map<int, uint64_t> UniqueMountIds() {
-    std::unordered_map<int, uint64_t> ids;
+// that moment fail as busy).
+ZbUniqueIds UniqueMountIds(std::unordered_map<int, uint64_t> &ids) {
+    ids.clear();
+    if (gNoListmount.load(std::memory_order_relaxed)) return ZbUniqueIds::unavailable;
     std::vector<uint64_t> list(256);
     MountIdRequest request;
     request.mountId = kListFromRoot;
     for (;;) {
         const long n = syscall(SYS_listmount, &request, list.data(), list.size(), 0);
-        if (n <= 0) break;
+        if (n < 0) return LacksMountCalls(errno) ? ZbUniqueIds::unavailable : ZbUniqueIds::failed;
         for (long k = 0; k < n; ++k) {
             alignas(8) unsigned char answer[1024] = {};
             MountIdRequest stat;
             stat.mountId = list[size_t(k)];
             stat.param = kStatmountBasic;
-            if (syscall(SYS_statmount, &stat, answer, sizeof answer, 0) != 0) continue;
+            if (syscall(SYS_statmount, &stat, answer, sizeof answer, 0) != 0) {
+                if (LacksMountCalls(errno)) return ZbUniqueIds::unavailable;
+                continue;  // unmounted meanwhile: the look-up finds it missing and reads again
+            }
             uint32_t oldId = 0;
             std::memcpy(&oldId, answer + kStatmountOldId, sizeof oldId);
             uint64_t uniqueId = 0;
@@ -268,20 +291,20 @@ std::unordered_map<int, uint64_t> UniqueMountIds() {
         if (size_t(n) < list.size()) break;
         request.param = list.back();  // continue after the last one
     }
-    return ids;
+    return ZbUniqueIds::read;
 }
 
 // A mount's identity. With the kernel's unique ids at hand, a mount missing from them (mounted or
 // unmounted between the two reads) is not looked at: `complete` turns false and the table is read
 // again at the next look-up.
-MountIdentity IdentityOf(const Mount &m, const std::unordered_map<int, uint64_t> &uniqueIds, bool &complete) {
+MountIdentity IdentityOf(const Mount &m, const std::unordered_map<int, uint64_t> &uniqueIds, bool haveUniqueIds,
+                         bool &complete) {
     MountIdentity identity{0, m.id, m.device, 0};
-    if (const auto it = uniqueIds.find(m.id); it != uniqueIds.end()) {
-        identity.uniqueId = it->second;
-        return identity;
-    }
-    if (!uniqueIds.empty()) {
-        complete = false;
+    if (haveUniqueIds) {
+        if (const auto it = uniqueIds.find(m.id); it != uniqueIds.end())
+            identity.uniqueId = it->second;
+        else
+            complete = false;
         return identity;
     }
     struct statx sx;
@@ -330,7 +353,8 @@ short NewNumber(Table &t, const std::vector<Entry> &current) {
 }
 
 // Answers false when the table may be out of date and must be read again.
-bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint64_t> &uniqueIds) {
+bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint64_t> &uniqueIds,
+             bool haveUniqueIds) {
     bool complete = true;
     const std::vector<Mount> mounts = ParseMountInfo(text);
     std::vector<Entry> current;
@@ -338,7 +362,7 @@ bool Rebuild(Table &t, std::string_view text, const std::unordered_map<int, uint
         const Mount &m = mounts[i];
         if (!IsVolumeMountPoint(m.mountPoint) || IsHidden(mounts, i)) continue;
         Entry e{{0, VolumeName(m.mountPoint.substr(m.mountPoint.rfind('/') + 1)), m.mountPoint, m.type},
-                IdentityOf(m, uniqueIds, complete)};
+                IdentityOf(m, uniqueIds, haveUniqueIds, complete)};
         for (const Entry &old : t.volumes)
             if (old.identity == e.identity && old.volume.mountPoint == e.volume.mountPoint)
                 e.volume.vRefNum = old.volume.vRefNum;
@@ -379,7 +403,9 @@ void Refresh(Table &t) try {
     if (!t.stale) return;
     // The kernel's unique ids are read before and after the table: when they differ, mounts
     // changed in between and an id of the table may belong to another mount by now.
-    const std::unordered_map<int, uint64_t> uniqueIds = UniqueMountIds();
+    std::unordered_map<int, uint64_t> uniqueIds, after;
+    const ZbUniqueIds idsBefore = UniqueMountIds(uniqueIds);
+    if (idsBefore == ZbUniqueIds::failed) return;  // the table as it was; the next look-up retries
     std::string text;
     bool read = ReadAll(t.mountInfo.fd, text);
     if (!read) {
@@ -391,7 +417,8 @@ void Refresh(Table &t) try {
         t.mountsKnown = false;
         return;
     }
-    t.stale = !Rebuild(t, text, uniqueIds) || UniqueMountIds() != uniqueIds;
+    const bool haveUniqueIds = idsBefore == ZbUniqueIds::read;
+    t.stale = !Rebuild(t, text, uniqueIds, haveUniqueIds) || UniqueMountIds(after) != idsBefore || after != uniqueIds;
     t.mountsKnown = true;
 } catch (...) {
     // Out of memory while re-reading: answer from the table as it was; the next look-up retries.

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -227,6 +229,65 @@ TEST_F(FileInfo, EveryAttributeRoundTrips) {
     EXPECT_EQ(Set("-findercomment", "file.txt", ""), "0");
     EXPECT_EQ(Attribute(file, kZbCommentAttribute), "<none>");
     EXPECT_EQ(Get("ZbFile_GetFileAttribute", "-findercommentAttr", "file.txt"), "");
+}
+
+// A new creator or type advances the modification date of the file's folder (and only a change
+// does); a label, which programs do not watch for, leaves it alone.
+TEST_F(FileInfo, ANewCreatorOrTypeAdvancesTheFoldersDate) {
+    const auto setFolderDate = [&] { fs::last_write_time(root, fs::file_time_type::clock::now() - std::chrono::hours(48)); };
+    const auto advanced = [&] { return fs::last_write_time(root) > fs::file_time_type::clock::now() - std::chrono::hours(1); };
+    for (const char *which : {"-creator", "-filetype"}) {
+        SCOPED_TRACE(which);
+        setFolderDate();
+        EXPECT_EQ(Set(which, "file.txt", "abcd"), "0");
+        EXPECT_TRUE(advanced());
+        setFolderDate();
+        EXPECT_EQ(Set(which, "file.txt", "abcd"), "0");  // the same code again: nothing changes
+        EXPECT_FALSE(advanced());
+    }
+    setFolderDate();
+    EXPECT_EQ(Set("-labelNum=2", "file.txt"), "0");
+    EXPECT_FALSE(advanced());
+    EXPECT_EQ(Get("ZbFile_GetFileCreator", "", "file.txt") + Get("ZbFile_GetFileType", "", "file.txt"), "abcdabcd");
+}
+
+// A file the caller may not read still has a data size (its folder only needs to be searchable),
+// while its resource fork and a creation date that was set, kept in attributes only a reader
+// may read, answer the error, never a size or date of something else.
+TEST_F(FileInfo, AFileTheCallerMayNotReadHasADataSizeButNoGuessedCreationDate) {
+    const std::string file = root + "/file.txt";
+    EXPECT_EQ(Call("ZbFile_SetTimestampCreated", {"", file, "1/2/2000 3:04:05"}), "0");
+    ASSERT_EQ(lsetxattr(file.c_str(), kZbResourceForkAttribute, "fork", 4, 0), 0);
+    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
+    fs::permissions(root, fs::perms::all);
+    const std::string modified = Get("ZbFile_GetTimestampModified", "", "file.txt");
+    // Root passes every permission check: look from an ordinary user's process.
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(3);
+        const std::vector<std::pair<std::string, std::string>> checks = {
+            {Get("ZbFile_GetFileSize", "", "file.txt"), "5"},
+            {Get("ZbFile_GetResourceForkSize", "", "file.txt"), "$$-5000"},
+            {Get("ZbFile_GetFileSizeTotal", "", "file.txt"), "$$-5000"},
+            {Get("ZbFile_GetTimestampCreated", "", "file.txt"), "$$-5000"},
+            {Get("ZbFile_GetTimestampModified", "", "file.txt"), modified},
+        };
+        int wrong = 0;
+        for (const auto &[got, expected] : checks)
+            if (got != expected) {
+                std::fprintf(stderr, "got %s, expected %s\n", got.c_str(), expected.c_str());
+                ++wrong;
+            }
+        _exit(wrong == 0 ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 3) GTEST_SKIP() << "cannot become an ordinary user here";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    // The owner reads all of them.
+    EXPECT_EQ(Get("ZbFile_GetTimestampCreated", "", "file.txt"), "1/2/2000 3:04:05");
+    EXPECT_EQ(Get("ZbFile_GetResourceForkSize", "", "file.txt"), "4");
 }
 
 TEST_F(FileInfo, ConflictsAndWrongValuesChangeNothing) {

@@ -137,11 +137,24 @@ TEST_F(Listing, NamesInSeveralScriptsAndBothUnicodeForms) {
     EXPECT_EQ(std::set<std::string>(longNames.begin(), longNames.end()),
               (std::set<std::string>{nfc + ".txt", nfd + ".txt", "\xCE\xB1\xCE\xB2.txt", "\xE6\x97\xA5\xE6\x9C\xAC.txt",
                                      "\xD7\xA9.txt", "a/b.txt"}));
-    // Short names are Mac OS Roman: letters it has survive, others become "^".
+    // Short names are Mac OS Roman: letters it has survive, others become "^". A decomposed name
+    // is composed first, so both forms keep their accent.
     const auto shortNames = Lines(List("files", root));
-    EXPECT_EQ(std::count(shortNames.begin(), shortNames.end(), nfc + ".txt"), 1);
+    EXPECT_EQ(std::count(shortNames.begin(), shortNames.end(), nfc + ".txt"), 2);
     EXPECT_EQ(std::count(shortNames.begin(), shortNames.end(), "^^.txt"), 2);
     EXPECT_EQ(shortNames.size(), 6u);
+}
+
+// The root folder, given as "/" (the one path of a single byte), lists as the startup disk does.
+TEST_F(Listing, TheRootFolderListsByItsPOSIXPath) {
+    const std::string startup = Call("ZbFile_FileSpecToFullPath", {"", "/"});
+    EXPECT_EQ(startup.back(), ':') << startup;
+    const std::string folders = List("folders", "/");
+    EXPECT_EQ(folders, List("folders", startup));
+    const auto names = Lines(folders);
+    EXPECT_EQ(std::count(names.begin(), names.end(), "etc"), 1);
+    EXPECT_EQ(Call("ZbFile_Exists", {"", "/"}), "1");
+    EXPECT_EQ(Call("ZbFile_GetFileSize", {"", "A"}), "$$-37");  // other one-byte texts name nothing
 }
 
 TEST_F(Listing, FoldersOfTensOfThousandsOfEntries) {
@@ -282,6 +295,25 @@ TEST(SearchVolumes, ListDisksAndDiskSpaceOfAMountedVolume) {
 
 // An smb:// mount as root without a session bus goes to mount.cifs; a stand-in helper records
 // what it was given: the password only on the descriptor PASSWD_FD names.
+// A volume whose mount point's name holds ":" is named with "/" everywhere, ListDisks included;
+// a decomposed name found by Search keeps its accent in the Mac OS Roman path.
+TEST(SearchVolumes, VolumeNamesWithColonsAndDecomposedNamesInPaths) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a test volume needs root";
+    const auto lines = zerbtest::RunInPrivateMounts(
+        "mount -t tmpfs tmpfs /mnt\nmkdir /mnt/c:d\nmount -t tmpfs tmpfs /mnt/c:d\n"
+        "printf x >\"/mnt/c:d/Cafe$(printf '\\314\\201')\"",
+        {R"(ZbFile_ListDisks(""))", R"(ZbFile_DiskInfo("GetIsNetworkDisk";"c/d"))",
+         R"(ZbFile_ListFolder("files";"c/d:"))", R"(ZbFile_Search("files";"c/d";"caf"))",
+         R"(ZbFile_Search("files longnames";"c/d";"caf"))"});
+    if (lines.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
+    ASSERT_GE(lines.size(), 5u);
+    const std::vector<std::string> disks(lines.begin(), lines.end() - 4);
+    EXPECT_EQ(std::count(disks.begin(), disks.end(), "c/d"), 1) << ::testing::PrintToString(disks);
+    EXPECT_EQ(std::count(disks.begin(), disks.end(), "c:d"), 0);
+    EXPECT_EQ(std::vector<std::string>(lines.end() - 4, lines.end()),
+              (std::vector<std::string>{"0", "Caf\xC3\xA9", "c/d:Caf\xC3\xA9", "c/d:Cafe\xCC\x81"}));
+}
+
 TEST(SearchVolumes, URLMountPassesThePasswordOnlyThroughAPipe) {
     if (geteuid() != 0) GTEST_SKIP() << "mounting needs root";
     const std::string dir = (fs::temp_directory_path() / ("zerb-helper-" + std::to_string(getpid()))).string();

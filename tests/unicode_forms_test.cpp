@@ -162,3 +162,27 @@ TEST(UnicodeForms, CanonicallyEqual) {
     EXPECT_FALSE(ZbUTF8CanonicallyEqual("name.txt", "Name.txt"));
     EXPECT_FALSE(ZbUTF8CanonicallyEqual("e\xCC", U8(U"e\u0301")));
 }
+
+// Composition: pairs joined across marks that do not block them, Hangul by arithmetic, excluded
+// composites left decomposed, and NFC of a text's NFD equal to NFC of the text.
+TEST(UnicodeForms, Composes) {
+    const std::vector<std::pair<std::u32string, std::u32string>> cases = {
+        {U"Cafe\u0301", U"Caf\u00E9"},
+        {U"u\u0308\u0304", U"\u01D6"},                  // twice: ü, then ǖ
+        {U"a\u0323\u0302", U"\u1EAD"},                   // ạ then ậ
+        {U"a\u0302\u0323", U"\u1EAD"},                   // the same after canonical ordering
+        {U"e\u0301\u0301", U"\u00E9\u0301"},             // the second acute is blocked by the first
+        {U"\u1100\u1161\u11A8", U"\uAC01"},              // Hangul L V T
+        {U"\u0915\u093C", U"\u0915\u093C"},              // U+0958 is excluded from composition
+        {U"\u212B", U"\u00C5"},                          // a singleton composes to its target
+        {U"\u0301e", U"\u0301e"},                        // a leading mark has nothing to join
+        {U"<\u0338", U"\u226E"},
+    };
+    for (const auto &[in, out] : cases) {
+        EXPECT_EQ(ZbUTF8ToNFC(U8(in)), U8(out)) << U8(in);
+        EXPECT_EQ(ZbUTF8ToNFC(ZbUTF8ToNFD(U8(in))), U8(out)) << U8(in);
+    }
+    // Malformed bytes stay, and nothing joins across them.
+    EXPECT_EQ(ZbUTF8ToNFC("e\xFF\xCC\x81x\xC3"), "e\xFF\xCC\x81x\xC3");
+    EXPECT_EQ(ZbUTF8ToNFC("plain ascii"), "plain ascii");
+}

@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -226,7 +227,11 @@ void RemountInPrivateNamespace(bool) {
         CHILD_EQ(RefOf(atTop), "$$-35");
     }
     // The same folders mounted again (a bind mount, as a disk plugged in again): a new volume,
-    // and references made now name it, not the one unmounted.
+    // and references made now name it, not the one unmounted. Only the kernel's unique mount ids
+    // (listmount, Linux 6.8) tell this apart: the mount id, device and root folder's birth time
+    // that older kernels give are all the old mount's again.
+    errno = 0;
+    if (syscall(458 /* listmount */, nullptr, nullptr, 0, 0) == -1 && errno == ENOSYS) return;
     mkdir("/mnt/store", 0755);
     mkdir("/mnt/store/d", 0755);
     close(open("/mnt/store/d/f", O_CREAT | O_WRONLY, 0644));

@@ -1,7 +1,7 @@
 #!/usr/bin/perl
 # Writes text/unicode_tables.cpp: the canonical decompositions and combining classes that
 # text/unicode_forms.cpp needs for NFD, in the three-level layout described in
-# text/unicode_tables.h. Run from the repository root:
+# text/unicode_tables.h, and the primary composites that NFC joins. Run from the repository root:
 #     perl text/gen_unicode_tables.pl > text/unicode_tables.cpp
 # The data comes from the Perl installation's own Unicode database (Unicode::Normalize and
 # Unicode::UCD, both core modules), so the tables follow that Perl's Unicode version.
@@ -64,6 +64,25 @@ for my $cp (0 .. 0x10FFFF) {
     ++$decomposing;
 }
 
+# ---- primary composites, for NFC: the pairs a canonical composition joins ----
+# A character whose one-step canonical decomposition is two characters and that is not excluded
+# from composition (Full_Composition_Exclusion) is what those two compose to.
+my @compositions;
+for my $cp (0 .. 0x10FFFF) {
+    next if $cp >= 0xD800 && $cp <= 0xDFFF;
+    next if $cp >= 0xAC00 && $cp <= 0xD7A3;
+    next if Unicode::Normalize::NFD(chr $cp) eq chr $cp;
+    next if Unicode::Normalize::isComp_Ex($cp);
+    my $step = Unicode::UCD::charinfo($cp)->{decomposition};
+    next if $step =~ /</;
+    my @pair = map { hex } split / /, $step;
+    next unless @pair == 2;
+    die sprintf("U+%04X: NFC does not compose its pair\n", $cp)
+        if Unicode::Normalize::NFC(chr($pair[0]) . chr($pair[1])) ne chr $cp;
+    push @compositions, [ @pair, $cp ];
+}
+@compositions = sort { $a->[0] <=> $b->[0] || $a->[1] <=> $b->[1] } @compositions;
+
 # ---- three levels: identical blocks stored once ----
 sub blocks {
     my ($values, $size) = @_;
@@ -119,4 +138,12 @@ for my $line (@poolLines) {
     my ($b, $comment) = @$line;
     print '    ', join(', ', map { sprintf '0x%02X', $_ } @$b), ",  // $comment\n";
 }
+print "};\n\n";
+print "const char32_t kZbUniCompositions[", scalar @compositions, "][3] = {\n";
+for (my $i = 0; $i < @compositions; $i += 3) {
+    my $end = $i + 2;
+    $end = $#compositions if $end > $#compositions;
+    print '    ', join(', ', map { sprintf '{0x%04X, 0x%04X, 0x%04X}', @$_ } @compositions[$i .. $end]), ",\n";
+}
 print "};\n";
+print "const unsigned kZbUniCompositionCount = ", scalar @compositions, ";\n";

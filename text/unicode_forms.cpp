@@ -1,4 +1,4 @@
-// NFD in one pass over the input.
+// NFD in one pass over the input; NFC composes the NFD form again.
 //
 // Characters are appended to the result as they are decoded or looked up. Non-starters (combining
 // class above 0) are appended too, and the current run of them is only re-sorted, in place, when a
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "text/unicode_tables.h"
@@ -216,6 +217,75 @@ std::string ZbUTF8ToNFD(std::string_view utf8) {
     }
     if (w.unordered) w.SortRun();
     return std::move(w.out);
+}
+
+namespace {
+
+// A byte of the text that is not well-formed UTF-8, kept in the list of characters; it is no
+// code point, so it never composes.
+constexpr char32_t kRawByte = 0x80000000u;
+
+// The primary composite of a pair, or 0 when they do not compose.
+char32_t Composite(char32_t first, char32_t second) {
+    if (first - kHangulLBase < 19 && second - kHangulVBase < kHangulVCount)
+        return kHangulSBase + ((first - kHangulLBase) * kHangulVCount + (second - kHangulVBase)) * kHangulTCount;
+    if (first - kHangulSBase < kHangulSCount && (first - kHangulSBase) % kHangulTCount == 0 &&
+        second - kHangulTBase - 1 < kHangulTCount - 1)
+        return first + (second - kHangulTBase);
+    const char32_t(*begin)[3] = kZbUniCompositions;
+    const char32_t(*end)[3] = kZbUniCompositions + kZbUniCompositionCount;
+    const auto it = std::lower_bound(begin, end, std::pair{first, second}, [](const char32_t(&entry)[3], auto key) {
+        return entry[0] < key.first || (entry[0] == key.first && entry[1] < key.second);
+    });
+    return it != end && (*it)[0] == first && (*it)[1] == second ? (*it)[2] : 0;
+}
+
+}  // namespace
+
+std::string ZbUTF8ToNFC(std::string_view utf8) {
+    if (InertPrefix(utf8) == utf8.size()) return std::string(utf8);
+    const std::string nfd = ZbUTF8ToNFD(utf8);
+    const auto *p = reinterpret_cast<const unsigned char *>(nfd.data());
+    std::vector<char32_t> out;
+    out.reserve(nfd.size());
+    // The last starter that later characters may still join, and the class of the character
+    // appended last: a mark is blocked from the starter when a character between them has class
+    // 0 or a class not below its own.
+    size_t starter = SIZE_MAX;
+    unsigned lastClass = 0;
+    for (size_t i = 0; i < nfd.size();) {
+        char32_t cp = p[i];
+        size_t len = 1;
+        if (cp >= 0x80 && (len = DecodeMultiByte(p + i, nfd.size() - i, cp)) == 0) {
+            out.push_back(kRawByte | p[i]);
+            starter = SIZE_MAX;
+            ++i;
+            continue;
+        }
+        i += len;
+        const unsigned ccc = ZbUnicodeCombiningClass(cp);
+        if (starter != SIZE_MAX) {
+            const bool adjacent = out.size() == starter + 1;
+            if (adjacent || (lastClass != 0 && lastClass < ccc)) {
+                if (const char32_t composite = Composite(out[starter], cp)) {
+                    out[starter] = composite;
+                    continue;
+                }
+            }
+        }
+        if (ccc == 0) starter = out.size();
+        lastClass = ccc;
+        out.push_back(cp);
+    }
+    std::string text;
+    text.reserve(nfd.size());
+    for (const char32_t c : out) {
+        if (c & kRawByte)
+            text.push_back(char(c & 0xFF));
+        else
+            AppendUTF8(text, c);
+    }
+    return text;
 }
 
 bool ZbUTF8CanonicallyEqual(std::string_view a, std::string_view b) {

@@ -1,4 +1,4 @@
-// Canonical decomposition (NFD) of UTF-8 names, and canonical equivalence.
+// Canonical decomposition (NFD) and composition (NFC) of UTF-8 names, and canonical equivalence.
 //
 // Linux stores a file name as the bytes it was given, so one visible name can exist composed
 // ("é" as U+00E9) or decomposed ("e" U+0301, as files copied from a Mac usually are), while the
@@ -25,6 +25,12 @@
 // Full canonical decomposition followed by canonical ordering. Text without a byte of 0xC3 or
 // above (ASCII, and characters below U+00C0) comes back unchanged without table work.
 std::string ZbUTF8ToNFD(std::string_view utf8);
+
+// Canonical composition (NFC): the NFD form with every pair that has a primary composite joined,
+// as Unicode's composition algorithm does (Hangul syllables included). Bytes that are not
+// well-formed UTF-8 stay as they are and block composition across them. Text without a byte of
+// 0xC3 or above comes back unchanged.
+std::string ZbUTF8ToNFC(std::string_view utf8);
 
 // True when both texts have the same NFD form. A caller comparing one name with many should
 // decompose that name once and compare it with ZbUTF8ToNFD of each candidate.

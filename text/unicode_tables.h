@@ -27,6 +27,11 @@ extern const uint8_t kZbUniTop[kZbUniTableLimit >> (kZbUniLeafBits + kZbUniMidBi
 extern const uint16_t kZbUniMid[];
 extern const uint16_t kZbUniLeaf[];
 extern const unsigned char kZbUniDecompositions[];
+// The primary composites: {first, second, composite} for every character whose one-step canonical
+// decomposition is the pair first + second and that is not excluded from composition, sorted by
+// first, then second. Hangul syllables are not listed: they compose by arithmetic.
+extern const char32_t kZbUniCompositions[][3];
+extern const unsigned kZbUniCompositionCount;
 // The Unicode version the tables come from, e.g. "14.0.0".
 extern const char kZbUniVersion[];
 

@@ -1,0 +1,90 @@
+// The plug-in on the kernels FileMaker Server runs on, which lack the system calls newer than
+// Linux 5.15 that the plug-in uses where it finds them (getxattrat, listmount, statmount). The
+// library built from tests/preload/missing_syscalls.cpp, preloaded, makes syscall() answer ENOSYS
+// for the numbers listed in ZERB_MISSING_SYSCALLS; each case must then answer as it does with the
+// calls at hand, however many calls come after the first one that found a call missing.
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/plugin_harness.h"
+
+namespace {
+
+constexpr long kOpenat2 = 437, kStatmount = 457, kListmount = 458, kGetxattrat = 464;
+
+// A command prefix that runs a program with the listed system calls missing. A program built
+// with AddressSanitizer accepts a library preloaded ahead of its run-time only when told to.
+std::string WithoutCalls(const std::vector<long> &numbers) {
+    std::string list;
+    for (const long n : numbers) list += (list.empty() ? "" : ",") + std::to_string(n);
+    return std::string("env ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=") + ZERB_MISSING_SYSCALLS_PATH +
+           " ZERB_MISSING_SYSCALLS=" + list;
+}
+
+bool InPreloadedChild() { return std::getenv("ZERB_MISSING_SYSCALLS") != nullptr; }
+
+}  // namespace
+
+// Runs only in a child started under the library: the calls it lists are gone, others still work.
+TEST(MissingSystemCalls, ThePreloadedLibraryAnswersENOSYSForTheListedCalls) {
+    if (!InPreloadedChild()) GTEST_SKIP() << "runs in a child process under the preloaded library";
+    errno = 0;
+    EXPECT_EQ(syscall(kListmount, 0, 0, 0, 0), -1);
+    EXPECT_EQ(errno, ENOSYS);
+    EXPECT_EQ(syscall(SYS_getpid), long(getpid()));
+}
+
+// Items hidden with "-hide" stay out of listings and searches, in a folder of several entries
+// (each one's Finder flags read after the first read found the call missing) and in a search
+// that descends through nested folders.
+TEST(MissingSystemCalls, HiddenItemsStayHiddenWithoutGetxattratAndOpenat2) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a test volume needs root";
+    const std::string mounts =
+        "mount -t tmpfs tmpfs /mnt\nmkdir /mnt/Vol\nmount -t tmpfs tmpfs /mnt/Vol\ncd /mnt/Vol\n"
+        "mkdir -p d/sub/deeper\nfor f in f1 f2 f3 f4 f5; do echo >d/$f; echo >d/sub/deeper/$f; done";
+    const std::vector<std::string> calculations = {
+        R"(ZbFile_SetFileAttribute("-hide";"/mnt/Vol/d/f4"))",
+        R"(ZbFile_SetFileAttribute("-hide";"Vol:d:sub:deeper:f2"))",
+        R"(ZbFile_ListFolder("files";"/mnt/Vol/d"))",
+        R"(ZbFile_Search("files";"Vol";"f"))",
+        R"(ZbFile_GetFileAttribute("-hiddenAttr";"/mnt/Vol/d/f4"))",
+    };
+    const std::vector<std::string> expected = {"0",
+                                               "0",
+                                               "f1",
+                                               "f2",
+                                               "f3",
+                                               "f5",
+                                               "Vol:d:f1",
+                                               "Vol:d:f2",
+                                               "Vol:d:f3",
+                                               "Vol:d:f5",
+                                               "Vol:d:sub:deeper:f1",
+                                               "Vol:d:sub:deeper:f3",
+                                               "Vol:d:sub:deeper:f4",
+                                               "Vol:d:sub:deeper:f5",
+                                               "1"};
+    const auto withCalls = zerbtest::RunInPrivateMounts(mounts, calculations);
+    if (withCalls.empty()) GTEST_SKIP() << "no private mount namespace here (unshare failed)";
+    EXPECT_EQ(withCalls, expected);
+    EXPECT_EQ(zerbtest::RunInPrivateMounts(mounts, calculations, WithoutCalls({kGetxattrat, kOpenat2})), expected);
+}
+
+// Without listmount and statmount (before Linux 6.8) the volume table tells a volume mounted anew
+// from the old one by its root's birth time: the volume tests, run again in a child process that
+// lacks both calls.
+TEST(MissingSystemCalls, TheVolumeTableWithoutListmountAndStatmount) {
+    if (InPreloadedChild()) GTEST_SKIP() << "already in the child";
+    const std::string command = WithoutCalls({kListmount, kStatmount}) +
+                                " /proc/" + std::to_string(getpid()) + "/exe --gtest_brief=1 "
+                                "'--gtest_filter=Volumes*:MissingSystemCalls.ThePreloadedLibraryAnswers*' >/dev/null 2>&1";
+    const int status = std::system(command.c_str());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+}
