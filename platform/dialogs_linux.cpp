@@ -1,10 +1,17 @@
 #include "platform/dialogs.h"
 
+#include <netdb.h>
+#include <poll.h>
 #include <stdlib.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
@@ -13,10 +20,87 @@
 
 extern char **environ;
 
+namespace {
+
+// How long a display on another machine may take to accept a connection.
+constexpr int kRemoteDisplayWaitMs = 2000;
+
+// Whether a server accepts a connection on the local socket (a name starting with '@' is in the
+// abstract namespace, as X servers on Linux listen).
+bool AcceptsLocal(const std::string &path) {
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    const bool abstract = path.starts_with('@');
+    if (path.size() >= sizeof address.sun_path) return false;
+    std::memcpy(address.sun_path, path.data(), path.size());
+    if (abstract) address.sun_path[0] = '\0';
+    const socklen_t length = socklen_t(offsetof(struct sockaddr_un, sun_path) + path.size() + (abstract ? 0 : 1));
+    const ZbDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (socket.fd < 0) return false;
+    int rc;
+    while ((rc = connect(socket.fd, reinterpret_cast<const struct sockaddr *>(&address), length)) != 0 && errno == EINTR) {
+    }
+    return rc == 0;
+}
+
+// Whether a server accepts a TCP connection on the host's port within the wait.
+bool AcceptsTCP(const std::string &host, int port) {
+    struct addrinfo hints = {};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    struct addrinfo *found = nullptr;
+    if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
+    const std::unique_ptr<struct addrinfo, decltype(&freeaddrinfo)> addresses(found, freeaddrinfo);
+    for (const struct addrinfo *a = found; a; a = a->ai_next) {
+        const ZbDescriptor socket(::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol));
+        if (socket.fd < 0) continue;
+        if (connect(socket.fd, a->ai_addr, a->ai_addrlen) == 0) return true;
+        if (errno != EINPROGRESS) continue;
+        struct pollfd wait = {socket.fd, POLLOUT, 0};
+        int ready;
+        while ((ready = poll(&wait, 1, kRemoteDisplayWaitMs)) < 0 && errno == EINTR) {
+        }
+        int error = 0;
+        socklen_t size = sizeof error;
+        if (ready == 1 && getsockopt(socket.fd, SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0) return true;
+    }
+    return false;
+}
+
+// An X display, "[protocol/][host]:number[.screen]": on this machine (no host, or "unix") its
+// socket in /tmp/.X11-unix, else TCP port 6000 + number on the host.
+bool XDisplayAnswers(const std::string &display) {
+    const size_t colon = display.rfind(':');
+    if (colon == std::string::npos) return false;
+    const std::string number = display.substr(colon + 1, display.find('.', colon) - colon - 1);
+    if (number.empty() || number.size() > 5 || number.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    std::string host = display.substr(0, colon), protocol;
+    if (host.starts_with('/')) return AcceptsLocal(display);  // a socket named by its path
+    if (const size_t slash = host.find('/'); slash != std::string::npos) {
+        protocol = host.substr(0, slash);
+        host.erase(0, slash + 1);
+    }
+    if (protocol == "unix" || protocol == "local" || (protocol.empty() && (host.empty() || host == "unix"))) {
+        const std::string socket = "/tmp/.X11-unix/X" + number;
+        return AcceptsLocal("@" + socket) || AcceptsLocal(socket);
+    }
+    return AcceptsTCP(host.empty() ? "localhost" : host, 6000 + std::stoi(number));
+}
+
+// A Wayland display: its socket, named by a path or relative to the session's runtime folder.
+bool WaylandDisplayAnswers(const std::string &name) {
+    if (name.starts_with('/')) return AcceptsLocal(name);
+    const char *runtime = std::getenv("XDG_RUNTIME_DIR");
+    return runtime && *runtime && AcceptsLocal(std::string(runtime) + "/" + name);
+}
+
+}  // namespace
+
 bool Zb7_PlatformHasDisplay() {
     const char *x = std::getenv("DISPLAY");
     const char *wayland = std::getenv("WAYLAND_DISPLAY");
-    return (x && *x) || (wayland && *wayland);
+    return (wayland && *wayland && WaylandDisplayAnswers(wayland)) || (x && *x && XDisplayAnswers(x));
 }
 
 namespace {

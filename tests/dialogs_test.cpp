@@ -174,3 +174,25 @@ TEST_F(HeadlessDialogTest, EveryDialogAnswers1713AtOnce) {
     EXPECT_EQ(Call("ZbFile_ContentsDialog", {""}), "$$-1713");
     EXPECT_LT(Clock::now() - started, std::chrono::milliseconds(500));
 }
+
+TEST_F(HeadlessDialogTest, DisplayThatNoServerAnswersCountsAsNoDisplay) {
+    // A display named but not there (a server whose session ended, a forwarding that is gone): the
+    // dialogs cannot be shown, which is not the user's cancel.
+    const std::string unused = std::to_string(4000 + getpid() % 1000);
+    ASSERT_FALSE(fs::exists("/tmp/.X11-unix/X" + unused));
+    const std::pair<const char *, std::string> displays[] = {
+        {"DISPLAY", ":" + unused},           {"DISPLAY", "unix:" + unused + ".0"},
+        {"DISPLAY", "127.0.0.1:" + unused},  {"WAYLAND_DISPLAY", "zerb-none-" + unused},
+        {"WAYLAND_DISPLAY", "/tmp/zerb-none-" + unused},
+    };
+    for (const auto &[name, value] : displays) {
+        setenv(name, value.c_str(), 1);
+        const auto started = Clock::now();
+        EXPECT_EQ(Call("ZbFile_SelectFileDialog", {"", ""}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_SelectFolderDialog", {"", ""}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_SaveFileDialog", {"", "", "name.txt"}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_ContentsDialog", {""}), "$$-1713") << name << "=" << value;
+        EXPECT_LT(Clock::now() - started, std::chrono::milliseconds(500)) << name << "=" << value;
+        unsetenv(name);
+    }
+}
