@@ -7,13 +7,14 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string_view>
 
 #include "platform/processes.h"
@@ -142,39 +143,70 @@ struct ZbDialogSettings {
     ZbDialogSettings &operator=(const ZbDialogSettings &) = delete;
 };
 
+// What zenity writes to standard error is kept up to this size (only its start is looked at).
+constexpr size_t kZenityMessagesKept = 16384;
+
+// zenity's answer: its exit status (-1 when it could not run), what it printed, and the start of
+// its messages.
+struct ZbZenityRun {
+    int status = -1;
+    std::string output, messages;
+
+    // zenity could not show anything: GTK found no display it may use (a server that refuses the
+    // connection, for want of authorisation for one). It exits then as on a cancel.
+    bool NoDisplay() const { return status != 0 && messages.find("cannot open display") != std::string::npos; }
+};
+
 // Runs zenity with the arguments (each one argument of its own, never through a shell) and the
-// environment, collecting what it prints. Its exit status, or -1 when it could not run.
-int RunZenity(const std::vector<std::string> &arguments, const std::vector<std::string> *environment,
-              std::string &output) {
-    ZbDescriptor readEnd, writeEnd;
-    if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0) return -1;
+// environment, collecting what it prints on both outputs until it closes them.
+ZbZenityRun RunZenity(const std::vector<std::string> &arguments, const std::vector<std::string> *environment) {
+    ZbZenityRun run;
+    ZbDescriptor readEnd, writeEnd, messagesRead, messagesWrite;
+    if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0 || Zb7_PlatformMakePipe(messagesRead, messagesWrite) != 0)
+        return run;
     ZbSpawnRequest request;
     request.arguments = arguments;
     request.output = writeEnd.fd;
+    request.error = messagesWrite.fd;
     request.environment = environment;
     pid_t pid = 0;
-    if (Zb7_PlatformSpawn(request, pid) != 0) return -1;
+    if (Zb7_PlatformSpawn(request, pid) != 0) return run;
     writeEnd.Reset();
+    messagesWrite.Reset();
     char buffer[4096];
-    for (;;) {
-        const ssize_t n = read(readEnd.fd, buffer, sizeof buffer);
-        if (n > 0)
-            output.append(buffer, size_t(n));
-        else if (n == 0 || errno != EINTR)
+    for (bool outputOpen = true, messagesOpen = true; outputOpen || messagesOpen;) {
+        struct pollfd wait[2] = {{outputOpen ? readEnd.fd : -1, POLLIN, 0}, {messagesOpen ? messagesRead.fd : -1, POLLIN, 0}};
+        if (poll(wait, 2, -1) < 0) {
+            if (errno == EINTR) continue;
             break;
+        }
+        for (int k = 0; k < 2; ++k) {
+            if (wait[k].revents == 0) continue;
+            const ssize_t n = read(wait[k].fd, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) {
+                (k == 0 ? outputOpen : messagesOpen) = false;
+            } else if (k == 0) {
+                run.output.append(buffer, size_t(n));
+            } else if (run.messages.size() < kZenityMessagesKept) {
+                run.messages.append(buffer, std::min(size_t(n), kZenityMessagesKept - run.messages.size()));
+            }
+        }
     }
     readEnd.Reset();
-    return Zb7_PlatformWaitChild(pid);
+    messagesRead.Reset();
+    run.status = Zb7_PlatformWaitChild(pid);
+    return run;
 }
 
 }  // namespace
 
 bool Zb7_PlatformConfirmDelete(const std::string &message) {
     if (!Zb7_PlatformHasDisplay()) return false;
-    std::string ignored;
     return RunZenity({"zenity", "--question", "--icon-name=dialog-warning", "--ok-label=Delete",
                       "--cancel-label=Cancel", "--no-markup", "--text=" + message},
-                     nullptr, ignored) == 0;
+                     nullptr)
+               .status == 0;
 }
 
 long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std::string> &chosen) {
@@ -212,10 +244,10 @@ long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std:
         environment.push_back("XDG_CONFIG_HOME=" + settings.folder);
     }
 
-    std::string output;
-    const int status = RunZenity(arguments, &environment, output);
-    if (status < 0) return kErrNoUserInteraction;
-    if (status != 0) return kErrUserCanceled;
+    ZbZenityRun run = RunZenity(arguments, &environment);
+    if (run.status < 0 || run.NoDisplay()) return kErrNoUserInteraction;
+    if (run.status != 0) return kErrUserCanceled;
+    std::string &output = run.output;
     if (output.ends_with('\n')) output.pop_back();
     for (size_t at = 0; at < output.size();) {
         const size_t next = output.find("//", at);

@@ -114,10 +114,10 @@ int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
     if (request.arguments.empty()) return EINVAL;
     ZbSpawnSetup setup;
     if (setup.error) return setup.error;
-    // Standard error goes nowhere: the host's own is the server's log.
+    // Standard error goes nowhere unless asked for: the host's own is the server's log.
     setup.Descriptor(request.input, STDIN_FILENO, O_RDONLY);
     setup.Descriptor(request.output, STDOUT_FILENO, O_WRONLY);
-    setup.Descriptor(-1, STDERR_FILENO, O_WRONLY);
+    setup.Descriptor(request.error, STDERR_FILENO, O_WRONLY);
     if (request.extra >= 0) setup.Descriptor(request.extra, 3, 0);
     setup.Check(posix_spawn_file_actions_addclosefrom_np(&setup.actions, request.extra >= 0 ? 4 : 3));
 

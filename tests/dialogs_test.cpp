@@ -146,6 +146,27 @@ TEST_F(DialogTest, ChoosesAFolderAndAPlaceToSave) {
     }
 }
 
+TEST_F(DialogTest, DisplayThatRefusesTheConnectionCountsAsNoDisplay) {
+    // A display that answers but wants authorisation this process does not have (another user's
+    // session): zenity cannot open it, which is not the user's cancel either.
+    if (!OnPath("xauth")) GTEST_SKIP() << "xauth is not installed";
+    const std::string number = std::to_string(display + 100), authority = root.string() + "/authority";
+    ASSERT_EQ(std::system(("xauth -q -f " + authority + " add :" + number + " . 00112233445566778899aabbccddeeff").c_str()), 0);
+    const std::string pidFile = root.string() + "/xvfb.pid";
+    std::system(("Xvfb :" + number + " -auth " + authority + " -nolisten tcp >/dev/null 2>&1 & echo $! >" + pidFile).c_str());
+    const std::string socket = "/tmp/.X11-unix/X" + number;
+    for (int k = 0; k < 100 && !fs::exists(socket); ++k) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_TRUE(fs::exists(socket));
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+    const char *saved = std::getenv("XAUTHORITY");
+    const std::string savedAuthority = saved ? saved : "";
+    setenv("XAUTHORITY", "/dev/null", 1);
+    EXPECT_EQ(Call("ZbFile_SelectFileDialog", {"", "Refused"}), "$$-1713");
+    EXPECT_EQ(Call("ZbFile_SaveFileDialog", {"", "Refused", "name.txt"}), "$$-1713");
+    saved ? setenv("XAUTHORITY", savedAuthority.c_str(), 1) : unsetenv("XAUTHORITY");
+    std::system(("kill $(cat " + pidFile + ")").c_str());
+}
+
 namespace {
 
 class HeadlessDialogTest : public zerbtest::PluginTest {
