@@ -402,7 +402,8 @@ TEST(HostData, NumbersOutsideTheTimestampRangeAreNoTimestamp) {
     EXPECT_EQ(NumberValue(*Num(lastDay * 86400 - 1))->GetAsTimeStamp().GetDaysSinceEpoch(), lastDay);
     EXPECT_EQ(NumberValue(*Num(0))->GetAsTimeStamp().GetDaysSinceEpoch(), 1);
     const auto outside = [](const fmx::FixPt &n) {
-        const fmx::DateTime &ts = NumberValue(n)->GetAsTimeStamp();
+        const auto number = NumberValue(n);
+        const fmx::DateTime &ts = number->GetAsTimeStamp();
         EXPECT_EQ(ts.GetDaysSinceEpoch(), 0) << NumberText(n);
         EXPECT_EQ(ts.GetUSec(), 0) << NumberText(n);
         // Seconds set on a date-time, and a time of any length, split into days and a time of day.
@@ -410,7 +411,8 @@ TEST(HostData, NumbersOutsideTheTimestampRangeAreNoTimestamp) {
         dt->SetSecondsSinceEpoch(n);
         EXPECT_GE(dt->GetHour(), 0) << NumberText(n);
         EXPECT_LT(dt->GetHour(), 24) << NumberText(n);
-        const fmx::DateTime &fromTime = NumberValue(n, fmx::Data::kDTTime)->GetAsTimeStamp();
+        const auto time = NumberValue(n, fmx::Data::kDTTime);
+        const fmx::DateTime &fromTime = time->GetAsTimeStamp();
         EXPECT_GE(fromTime.GetHour(), 0) << NumberText(n);
         EXPECT_LT(fromTime.GetHour(), 24) << NumberText(n);
     };
