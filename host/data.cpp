@@ -14,6 +14,8 @@
 #include "host/objects.h"
 
 #include <cmath>
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 
 using zhost::BinaryObj;
@@ -190,6 +192,11 @@ const DateTimeObj &TimeStampOf(const DataObj &d) {
     default:  // invalid, container
         break;
     }
+    // A number or a time that lands outside the host's timestamps is no timestamp, as text that
+    // reads as none (the host shows "?" for it).
+    if ((d.type == kNumber || d.type == kBoolean || d.type == kTime) &&
+        (r.days < 1 || r.days > zhost::kLastTimeStampDay))
+        r = DateTimeObj{};
     d.asTimeStamp = r;
     return d.asTimeStamp;
 }
@@ -280,10 +287,14 @@ void StoreDateTime(DataObj &d, const DateTimeObj &dt, int32_t kind, int32_t nati
     case kTime:
         v.dateTime = DateTimeObj{0, dt.usec};
         break;
-    case kTimeStamp:
-        v.dateTime = DateTimeObj{dt.days + zhost::FloorDiv(dt.usec, zhost::kUsecPerDay),
-                                 zhost::FloorMod(dt.usec, zhost::kUsecPerDay)};
+    case kTimeStamp: {
+        // Whole days of the time move into the date; a date at the end of the int64 range stays.
+        int64_t days = 0;
+        if (__builtin_add_overflow(dt.days, zhost::FloorDiv(dt.usec, zhost::kUsecPerDay), &days))
+            days = dt.days < 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
+        v.dateTime = DateTimeObj{days, zhost::FloorMod(dt.usec, zhost::kUsecPerDay)};
         break;
+    }
     default:
         throw std::invalid_argument("not a date-time type");
     }

@@ -158,13 +158,19 @@ inline int64_t FloorDiv(int64_t a, int64_t b) {
     const int64_t q = a / b;
     return (a % b != 0 && a < 0) ? q - 1 : q;
 }
-inline int64_t FloorMod(int64_t a, int64_t b) { return a - FloorDiv(a, b) * b; }
+// Taken from the remainder itself, so no product can pass the int64 range.
+inline int64_t FloorMod(int64_t a, int64_t b) {
+    const int64_t r = a % b;
+    return r < 0 ? r + b : r;
+}
 // Truncates toward zero and saturates to the int64 range; NaN gives 0.
 int64_t ToInt64(long double v);
 // Seconds, fraction kept, rounded to the microsecond (saturating).
 int64_t UsecFromSeconds(long double seconds);
 // Timestamps as seconds since 1 January 0001 00:00:00.
 DateTimeObj TimeStampFromSeconds(long double seconds);
+// The host's timestamps run from 1/1/0001 to 12/31/4000 (day 1 to this day).
+constexpr int64_t kLastTimeStampDay = 1460970;
 long double SecondsSinceEpoch(const DateTimeObj &ts);
 
 // Runs fn and reports a thrown exception in the error block as the host does

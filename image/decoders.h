@@ -34,7 +34,8 @@ ZbImageFormat Zb7_SniffImageFormat(const uint8_t *data, size_t size);
 
 // JPEG through TurboJPEG, decoded at the smallest of its scales (1/8 to 1) that still gives a
 // longest side of at least `longestSide` pixels (0: full size), so a thumbnail of a large photo
-// never decodes it whole. The EXIF orientation is not applied here.
+// never decodes it whole. CMYK and YCCK files are turned into RGB (Adobe's inverted samples when
+// the file has Adobe's APP14 segment). The EXIF orientation is not applied here.
 long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image);
 long Zb7_DecodePNG(const uint8_t *data, size_t size, ZbImage &image);
 // The first frame of a GIF, transparent pixels with alpha 0.

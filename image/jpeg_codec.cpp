@@ -53,6 +53,60 @@ struct ZbTJHandle {
 
 uint32_t Scaled(int dimension, tjscalingfactor f) { return uint32_t((int64_t(dimension) * f.num + f.denom - 1) / f.denom); }
 
+uint32_t Get(const uint8_t *p, int bytes, bool bigEndian) {
+    uint32_t v = 0;
+    for (int k = 0; k < bytes; ++k) v |= uint32_t(p[bigEndian ? k : bytes - 1 - k]) << (8 * (bytes - 1 - k));
+    return v;
+}
+
+// The contents of the first segment with the marker whose contents begin with the signature,
+// before the image data; its length (without the length field) in `length`. Null when there is
+// none or the marker stream is broken before it.
+const uint8_t *FindSegment(const uint8_t *data, size_t size, uint8_t wanted, const char *signature,
+                           size_t signatureSize, size_t &length) {
+    if (size < 4 || data[0] != 0xFF || data[1] != 0xD8) return nullptr;
+    size_t at = 2;
+    while (at + 4 <= size) {
+        if (data[at] != 0xFF) return nullptr;
+        const uint8_t marker = data[at + 1];
+        if (marker == 0xFF) {  // fill byte
+            ++at;
+            continue;
+        }
+        if (marker == 0xDA || marker == 0xD9) return nullptr;  // image data: no such segment before it
+        const size_t field = Get(data + at + 2, 2, true);
+        if (field < 2 || at + 2 + field > size) return nullptr;
+        const uint8_t *segment = data + at + 4;
+        if (marker == wanted && field - 2 >= signatureSize && std::equal(segment, segment + signatureSize, signature)) {
+            length = field - 2;
+            return segment;
+        }
+        at += 2 + field;
+    }
+    return nullptr;
+}
+
+// Adobe's APP14 segment ("Adobe", version, two flag words, colour transform). Adobe's software
+// writes CMYK and YCCK with every sample inverted (0 is full ink) and marks such files with this
+// segment; libjpeg, ImageMagick and Ghostscript do the same. Without the segment the samples are
+// ink amounts as they stand.
+bool HasAdobeSegment(const uint8_t *data, size_t size) {
+    size_t length = 0;
+    return FindSegment(data, size, 0xEE, "Adobe", 5, length) && length >= 12;
+}
+
+// Turns decoded CMYK samples into RGB with full alpha, in place (both 4 bytes a pixel): each
+// colour is what its ink leaves of white, times what the black leaves.
+void CMYKToRGBA(std::vector<uint8_t> &pixels, bool inverted) {
+    const unsigned flip = inverted ? 0 : 255;  // inverted samples are already the white left
+    for (size_t at = 0; at + 4 <= pixels.size(); at += 4) {
+        uint8_t *p = pixels.data() + at;
+        const unsigned white = p[3] ^ flip;
+        for (int c = 0; c < 3; ++c) p[c] = uint8_t(((p[c] ^ flip) * white + 127) / 255);
+        p[3] = 255;
+    }
+}
+
 }  // namespace
 
 long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image) {
@@ -80,10 +134,14 @@ long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbIm
     // A damaged file gives the part that decodes (a warning), as viewers show it; only a fatal
     // error fails. Progressive files are limited in their number of scans.
     const int flags = TJFLAG_LIMITSCANS;
+    // Print files (CMYK, or YCCK which the library turns into CMYK) decode as CMYK, 4 bytes a
+    // pixel like RGBA, and are turned into RGB here: the library converts them to nothing else.
+    const bool cmyk = colorspace == TJCS_CMYK || colorspace == TJCS_YCCK;
     if (tj.decompress(decoder.handle, data, static_cast<unsigned long>(size), image.pixels.data(), int(image.width),
-                      0, int(image.height), TJPF_RGBA, flags) != 0 &&
+                      0, int(image.height), cmyk ? TJPF_CMYK : TJPF_RGBA, flags) != 0 &&
         tj.errorCode(decoder.handle) != TJERR_WARNING)
         return kZbErrBadImageData;
+    if (cmyk) CMYKToRGBA(image.pixels, HasAdobeSegment(data, size));
     return 0;
 }
 
@@ -112,12 +170,6 @@ long Zb7_EncodeJPEG(const uint8_t *rgb, uint32_t width, uint32_t height, int qua
 
 namespace {
 
-uint32_t Get(const uint8_t *p, int bytes, bool bigEndian) {
-    uint32_t v = 0;
-    for (int k = 0; k < bytes; ++k) v |= uint32_t(p[bigEndian ? k : bytes - 1 - k]) << (8 * (bytes - 1 - k));
-    return v;
-}
-
 // Tag 0x0112 of the first IFD of an EXIF block (after "Exif\0\0").
 int OrientationInTIFF(const uint8_t *tiff, size_t size) {
     if (size < 8) return 1;
@@ -140,22 +192,7 @@ int OrientationInTIFF(const uint8_t *tiff, size_t size) {
 }  // namespace
 
 int Zb7_JPEGOrientation(const uint8_t *data, size_t size) {
-    if (size < 4 || data[0] != 0xFF || data[1] != 0xD8) return 1;
-    size_t at = 2;
-    while (at + 4 <= size) {
-        if (data[at] != 0xFF) return 1;
-        const uint8_t marker = data[at + 1];
-        if (marker == 0xFF) {  // fill byte
-            ++at;
-            continue;
-        }
-        if (marker == 0xDA || marker == 0xD9) return 1;  // image data: no orientation before it
-        const size_t length = Get(data + at + 2, 2, true);
-        if (length < 2 || at + 2 + length > size) return 1;
-        const uint8_t *segment = data + at + 4;
-        if (marker == 0xE1 && length >= 8 && std::equal(segment, segment + 6, "Exif\0\0"))
-            return OrientationInTIFF(segment + 6, length - 8);
-        at += 2 + length;
-    }
-    return 1;
+    size_t length = 0;
+    const uint8_t *exif = FindSegment(data, size, 0xE1, "Exif\0\0", 6, length);
+    return exif ? OrientationInTIFF(exif + 6, length - 6) : 1;
 }

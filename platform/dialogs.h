@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-// Whether a display is there to show dialogs on (DISPLAY or WAYLAND_DISPLAY is set).
+// Whether a display is there to show dialogs on: DISPLAY or WAYLAND_DISPLAY names one and its
+// server accepts a connection (a display named but gone is no display).
 bool Zb7_PlatformHasDisplay();
 
 // Shows a warning with the message and two buttons, "Cancel" and "Delete"; true only when the user

@@ -31,6 +31,7 @@ struct ZbSpawnRequest {
     std::vector<std::string> arguments;                     // the program (looked for on the PATH) and its arguments
     int input = -1;                                         // standard input; -1 gives /dev/null
     int output = -1;                                        // standard output; -1 gives /dev/null
+    int error = -1;                                         // standard error; -1 gives /dev/null
     int extra = -1;                                         // passed as descriptor 3 when not -1
     const std::vector<std::string> *environment = nullptr;  // null: the host's own
     bool newProcessGroup = false;                           // the child leads a process group of its own

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <new>
 
@@ -101,23 +102,29 @@ struct ZbSpawnSetup {
     }
 };
 
+// Every signal number, glibc's own included. sigfillset and sigaddset leave out the two
+// real-time signals glibc keeps for its threads (32 and 33), and glibc's posix_spawn starts the
+// child with those two ignored unless they are in the set of signals reset to their default. The
+// set is a bit mask (signal n at bit n - 1), so every bit is set directly.
+void EverySignal(sigset_t &set) { std::memset(&set, 0xFF, sizeof set); }
+
 }  // namespace
 
 int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
     if (request.arguments.empty()) return EINVAL;
     ZbSpawnSetup setup;
     if (setup.error) return setup.error;
-    // Standard error goes nowhere: the host's own is the server's log.
+    // Standard error goes nowhere unless asked for: the host's own is the server's log.
     setup.Descriptor(request.input, STDIN_FILENO, O_RDONLY);
     setup.Descriptor(request.output, STDOUT_FILENO, O_WRONLY);
-    setup.Descriptor(-1, STDERR_FILENO, O_WRONLY);
+    setup.Descriptor(request.error, STDERR_FILENO, O_WRONLY);
     if (request.extra >= 0) setup.Descriptor(request.extra, 3, 0);
     setup.Check(posix_spawn_file_actions_addclosefrom_np(&setup.actions, request.extra >= 0 ? 4 : 3));
 
     short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
     sigset_t none, all;
     sigemptyset(&none);
-    sigfillset(&all);
+    EverySignal(all);
     setup.Check(posix_spawnattr_setsigmask(&setup.attributes, &none));
     setup.Check(posix_spawnattr_setsigdefault(&setup.attributes, &all));
     if (request.newSession) {

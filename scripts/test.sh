@@ -11,7 +11,7 @@ bash "$root/scripts/setup.sh" libimage-exiftool-perl exiv2 golang-github-rwcarls
 # The file dialogs are driven for real: zenity on an Xvfb display, keys sent by xdotool.
 bash "$root/scripts/setup.sh" zenity xvfb xdotool
 # Thumbnails are compared with djpeg's reading and ImageMagick's own thumbnails; ffmpeg makes a
-# movie for the poster-frame test.
-bash "$root/scripts/setup.sh" libjpeg-turbo-progs imagemagick ffmpeg
+# movie for the poster-frame test, Ghostscript CMYK JPEGs without a colour transform.
+bash "$root/scripts/setup.sh" libjpeg-turbo-progs imagemagick ffmpeg ghostscript
 bash "$root/scripts/build.sh" "$root/build"
 cd "$root/build" && ctest --output-on-failure

@@ -87,6 +87,7 @@ TEST_F(DecoderTest, EveryFormatGivesTheKnownPixels) {
         {"-type Palette -compress RLE", "bmp3", Plain(Zb7_DecodeBMP), 0},
         {"-depth 5", "bmp", Plain(Zb7_DecodeBMP), 9},
         {"-quality 100 -sampling-factor 1x1", "jpeg", Scaled(Zb7_DecodeJPEG), 40},
+        {"-colorspace CMYK -quality 100 -sampling-factor 1x1", "jpeg", Scaled(Zb7_DecodeJPEG), 40},  // Adobe YCCK
     };
     for (const Case &c : cases) {
         const std::string what = std::string(c.target) + " " + c.options;

@@ -146,6 +146,27 @@ TEST_F(DialogTest, ChoosesAFolderAndAPlaceToSave) {
     }
 }
 
+TEST_F(DialogTest, DisplayThatRefusesTheConnectionCountsAsNoDisplay) {
+    // A display that answers but wants authorisation this process does not have (another user's
+    // session): zenity cannot open it, which is not the user's cancel either.
+    if (!OnPath("xauth")) GTEST_SKIP() << "xauth is not installed";
+    const std::string number = std::to_string(display + 100), authority = root.string() + "/authority";
+    ASSERT_EQ(std::system(("xauth -q -f " + authority + " add :" + number + " . 00112233445566778899aabbccddeeff").c_str()), 0);
+    const std::string pidFile = root.string() + "/xvfb.pid";
+    std::system(("Xvfb :" + number + " -auth " + authority + " -nolisten tcp >/dev/null 2>&1 & echo $! >" + pidFile).c_str());
+    const std::string socket = "/tmp/.X11-unix/X" + number;
+    for (int k = 0; k < 100 && !fs::exists(socket); ++k) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_TRUE(fs::exists(socket));
+    setenv("DISPLAY", (":" + number).c_str(), 1);
+    const char *saved = std::getenv("XAUTHORITY");
+    const std::string savedAuthority = saved ? saved : "";
+    setenv("XAUTHORITY", "/dev/null", 1);
+    EXPECT_EQ(Call("ZbFile_SelectFileDialog", {"", "Refused"}), "$$-1713");
+    EXPECT_EQ(Call("ZbFile_SaveFileDialog", {"", "Refused", "name.txt"}), "$$-1713");
+    saved ? setenv("XAUTHORITY", savedAuthority.c_str(), 1) : unsetenv("XAUTHORITY");
+    std::system(("kill $(cat " + pidFile + ")").c_str());
+}
+
 namespace {
 
 class HeadlessDialogTest : public zerbtest::PluginTest {
@@ -173,4 +194,26 @@ TEST_F(HeadlessDialogTest, EveryDialogAnswers1713AtOnce) {
     EXPECT_EQ(Call("ZbFile_SaveFileDialog", {"", "", "name.txt"}), "$$-1713");
     EXPECT_EQ(Call("ZbFile_ContentsDialog", {""}), "$$-1713");
     EXPECT_LT(Clock::now() - started, std::chrono::milliseconds(500));
+}
+
+TEST_F(HeadlessDialogTest, DisplayThatNoServerAnswersCountsAsNoDisplay) {
+    // A display named but not there (a server whose session ended, a forwarding that is gone): the
+    // dialogs cannot be shown, which is not the user's cancel.
+    const std::string unused = std::to_string(4000 + getpid() % 1000);
+    ASSERT_FALSE(fs::exists("/tmp/.X11-unix/X" + unused));
+    const std::pair<const char *, std::string> displays[] = {
+        {"DISPLAY", ":" + unused},           {"DISPLAY", "unix:" + unused + ".0"},
+        {"DISPLAY", "127.0.0.1:" + unused},  {"WAYLAND_DISPLAY", "zerb-none-" + unused},
+        {"WAYLAND_DISPLAY", "/tmp/zerb-none-" + unused},
+    };
+    for (const auto &[name, value] : displays) {
+        setenv(name, value.c_str(), 1);
+        const auto started = Clock::now();
+        EXPECT_EQ(Call("ZbFile_SelectFileDialog", {"", ""}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_SelectFolderDialog", {"", ""}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_SaveFileDialog", {"", "", "name.txt"}), "$$-1713") << name << "=" << value;
+        EXPECT_EQ(Call("ZbFile_ContentsDialog", {""}), "$$-1713") << name << "=" << value;
+        EXPECT_LT(Clock::now() - started, std::chrono::milliseconds(500)) << name << "=" << value;
+        unsetenv(name);
+    }
 }

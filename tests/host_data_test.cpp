@@ -395,6 +395,45 @@ TEST(HostData, ConversionsBetweenNativeTypes) {
     EXPECT_EQ(d->GetAsNumber().AsLong(), 52200);
 }
 
+TEST(HostData, NumbersOutsideTheTimestampRangeAreNoTimestamp) {
+    // Timestamps run from 1/1/0001 0:00:00 to 12/31/4000 23:59:59; a number of seconds outside
+    // that is as invalid a timestamp as text that is not one (day 0, time 0).
+    const int64_t lastDay = zhost::DayNumberFromCivil(4000, 12, 31);
+    EXPECT_EQ(NumberValue(*Num(lastDay * 86400 - 1))->GetAsTimeStamp().GetDaysSinceEpoch(), lastDay);
+    EXPECT_EQ(NumberValue(*Num(0))->GetAsTimeStamp().GetDaysSinceEpoch(), 1);
+    const auto outside = [](const fmx::FixPt &n) {
+        const auto number = NumberValue(n);
+        const fmx::DateTime &ts = number->GetAsTimeStamp();
+        EXPECT_EQ(ts.GetDaysSinceEpoch(), 0) << NumberText(n);
+        EXPECT_EQ(ts.GetUSec(), 0) << NumberText(n);
+        // Seconds set on a date-time, and a time of any length, split into days and a time of day.
+        fmx::DateTimeUniquePtr dt;
+        dt->SetSecondsSinceEpoch(n);
+        EXPECT_GE(dt->GetHour(), 0) << NumberText(n);
+        EXPECT_LT(dt->GetHour(), 24) << NumberText(n);
+        const auto time = NumberValue(n, fmx::Data::kDTTime);
+        const fmx::DateTime &fromTime = time->GetAsTimeStamp();
+        EXPECT_GE(fromTime.GetHour(), 0) << NumberText(n);
+        EXPECT_LT(fromTime.GetHour(), 24) << NumberText(n);
+    };
+    for (const int64_t seconds : {lastDay * 86400, int64_t(-1), std::numeric_limits<int64_t>::min(),
+                                  std::numeric_limits<int64_t>::max()})
+        outside(*Num(seconds));
+    for (const double seconds : {1e308, -1e308}) {
+        fmx::FixPtUniquePtr n;
+        n->AssignDouble(seconds);
+        outside(*n);
+    }
+    // A date-time whose day is at the end of the range keeps it when its time passes a day.
+    fmx::DateTimeUniquePtr far;
+    far->SetDaysSinceEpoch(std::numeric_limits<int64_t>::max());
+    ASSERT_EQ(far->SetNormalizedTime(48, 30, 0), 0);
+    fmx::DataUniquePtr d;
+    d->SetAsTimeStamp(*far);
+    EXPECT_EQ(d->GetAsTimeStamp().GetDaysSinceEpoch(), std::numeric_limits<fmx::int32>::max());
+    EXPECT_EQ(d->GetAsTimeStamp().GetMinute(), 30);
+}
+
 TEST(HostData, BooleansEmptinessValidityAndLocale) {
     fmx::DataUniquePtr d;
     EXPECT_FALSE(d->IsValid());

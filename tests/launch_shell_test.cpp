@@ -1,6 +1,8 @@
 // ExecuteShell and Launch: output, line ends, encodings, the time limit, what the command is
 // given, and what the host is left with afterwards (descriptors, children).
 #include <dirent.h>
+#include <pthread.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -93,6 +95,24 @@ TEST_F(ShellTest, CommandGetsEndOfFileAndNoDescriptorOfTheHost) {
     EXPECT_LT(Clock::now() - started, std::chrono::seconds(5));
     EXPECT_EQ(Shell("ls /proc/self/fd"), "0\r1\r2\r3\r");  // 3 is ls's own listing of the folder
     close(leaked);
+}
+
+TEST_F(ShellTest, CommandStartsWithEverySignalAtItsDefaultAndNoneBlocked) {
+    // Whatever the host ignores or blocks in the calling thread, the command starts clean; glibc's
+    // own signals (32 and 33) included.
+    struct sigaction ignore = {}, savedPipe = {}, savedUser = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &ignore, &savedPipe);
+    sigaction(SIGUSR2, &ignore, &savedUser);
+    sigset_t blocked, savedMask;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &blocked, &savedMask);
+    const std::string status = Shell("grep -E '^Sig(Ign|Blk)' /proc/self/status");
+    pthread_sigmask(SIG_SETMASK, &savedMask, nullptr);
+    sigaction(SIGPIPE, &savedPipe, nullptr);
+    sigaction(SIGUSR2, &savedUser, nullptr);
+    EXPECT_EQ(status, "SigBlk:\t0000000000000000\rSigIgn:\t0000000000000000\r");
 }
 
 TEST_F(ShellTest, TimeLimitEndsTheCommandAndItsChildren) {

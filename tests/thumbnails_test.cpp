@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "tests/plugin_harness.h"
 
@@ -163,6 +165,52 @@ TEST_F(ThumbnailTest, StreamsAndWhatDjpegAndImageMagickMakeOfThem) {
         EXPECT_LT(MeanDifference(picture, Decode(t.jpeg)), colours256 ? 12.0 : 7.0) << switches;
         EXPECT_LT(MeanDifference(picture, Reference(kImaging + "flowers.png", t.width, t.height)),
                   colours256 ? 18.0 : 6.0);
+    }
+}
+
+TEST_F(ThumbnailTest, PrintJPEGsInCMYKAndYCCKShowTheirColours) {
+    if (!OnPath("djpeg") || !OnPath("convert")) GTEST_SKIP() << "needs djpeg and ImageMagick";
+    // ImageMagick writes CMYK as Adobe's inverted YCCK (APP14 transform 2).
+    const std::string ycck = (dir / "ycck.jpg").string();
+    ASSERT_EQ(std::system(("convert -size 160x120 gradient:red-blue -fill '#30C060' -draw 'rectangle 20,20 90,70' "
+                           "-fill '#F0E020' -draw 'circle 120,80 140,100' -colorspace CMYK -quality 95 " +
+                           Quote(ycck))
+                              .c_str()),
+              0);
+    std::vector<std::pair<std::string, std::string>> cases = {{ycck, ycck}};  // file, ImageMagick's equal
+    if (OnPath("gs")) {
+        // Ghostscript writes Adobe's inverted CMYK without a transform (transform 0). The same page
+        // drawn in the opposite inks is stored as the page's own inks; without the Adobe marker
+        // those are read as they stand, ink amounts from 0 to 255.
+        const auto page = [&](const std::string &name, bool opposite) {
+            std::string draw;
+            const double inks[3][4] = {{0.2, 0.7, 0.1, 0.05}, {0.9, 0.1, 0.3, 0.0}, {0.0, 0.3, 0.9, 0.4}};
+            for (int k = 0; k < 3; ++k) {
+                for (double ink : inks[k]) draw += std::to_string(opposite ? 1 - ink : ink) + " ";
+                draw += "setcmykcolor " + std::to_string(k * 40) + " 0 " + std::to_string(160 - k * 40) + " 120 rectfill ";
+            }
+            const std::string path = (dir / name).string();
+            EXPECT_EQ(std::system(("gs -q -dSAFER -dNOPAUSE -dBATCH -sDEVICE=jpegcmyk -r72 -dJPEGQ=95 -sOutputFile=" +
+                                   Quote(path) + " -c '<< /PageSize [160 120] >> setpagedevice " + draw + "showpage'")
+                                      .c_str()),
+                      0);
+            return path;
+        };
+        const std::string adobe = page("adobe.jpg", false);
+        std::string plain = zerbtest::Contents(page("opposite.jpg", true));
+        const size_t app14 = plain.find("\xFF\xEE");
+        ASSERT_NE(app14, std::string::npos);
+        plain.erase(app14, 2 + (uint8_t(plain[app14 + 2]) << 8 | uint8_t(plain[app14 + 3])));
+        std::ofstream(dir / "plain.jpg", std::ios::binary) << plain;
+        cases.insert(cases.end(), {{adobe, adobe}, {(dir / "plain.jpg").string(), adobe}});
+    }
+    for (const auto &[file, equal] : cases) {
+        const Thumbnail t = Make("", file);
+        ASSERT_EQ(t.width, 80) << file << ": " << t.answer;
+        EXPECT_EQ(t.height, 60) << file;
+        // The same picture as an RGB JPEG comes to about 6 (quality 75 at 80 pixels); colours
+        // read the wrong way round differ by a hundred.
+        EXPECT_LT(MeanDifference(Decode(t.jpeg), Reference(equal, t.width, t.height)), 8.0) << file;
     }
 }
 
