@@ -25,8 +25,9 @@ struct ZbNewContents {
 // that is not a file.
 long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source);
 
-// Starts new contents for the file at sourcePath (as Zb7_OpenContentsSource gave it): in place when destination is empty or the
-// source's own text, else at the path the destination text names (-48 when something is there).
+// Starts new contents for the file at sourcePath (as Zb7_OpenContentsSource gave it): in place
+// when destination is empty or the source's own text, else at the path the destination text
+// names (-48 when something is there).
 long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
                           ZbNewContents &contents);
 // Puts the new contents in place after a step that answered err (0: success), or removes them.

@@ -60,9 +60,9 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
 // otherwise.
 long Zb7_NewItemFolderAndName(const fmx::Text &path, FSSpec &folder, std::string &name);
 
-// A host text to a reference: the text as UTF-8 (at most 2000 bytes), or, when that names
-// nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an error result of
-// another function), with no file-system call. `flag` is not used.
+// A host text to a reference: the text as UTF-8 (at most 2000 bytes: -37 for a longer one), or,
+// when that names nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an
+// error result of another function), with no file-system call. `flag` is not used.
 long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short flag);
 
 // The same, for functions that act on the item and never show the reference: the reference holds
