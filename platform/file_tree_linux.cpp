@@ -188,22 +188,29 @@ void SplitPath(const std::string &path, std::string &folder, std::string &name) 
 // ---- copy ----
 
 // Copies the bytes from `position` up to `limit` (to the end of the file where limit is -1)
-// through a buffer, each at its own offset; `position` ends after the last byte copied.
+// through a buffer, each at its own offset; `position` ends after the last byte copied. An open
+// end is first looked at through a small buffer of the stack's: after the size read first there
+// is almost always nothing, and a copy of many small files should not make a large buffer each.
 long CopyThroughBuffer(int in, int out, off_t &position, off_t limit, std::vector<char> &buffer) {
-    if (buffer.empty()) buffer.resize(size_t(1) << 20);
+    char probe[8192];
+    bool probing = limit < 0 && buffer.empty();
     while (limit < 0 || position < limit) {
-        const size_t want = limit < 0 ? buffer.size() : size_t(std::min<off_t>(limit - position, off_t(buffer.size())));
-        const ssize_t n = pread(in, buffer.data(), want, position);
+        if (!probing && buffer.empty()) buffer.resize(size_t(1) << 20);
+        char *data = probing ? probe : buffer.data();
+        const size_t room = probing ? sizeof probe : buffer.size();
+        const size_t want = limit < 0 ? room : size_t(std::min<off_t>(limit - position, off_t(room)));
+        const ssize_t n = pread(in, data, want, position);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return ErrorOf(errno);
         if (n == 0) break;  // the end of the file
         for (ssize_t done = 0; done < n;) {
-            const ssize_t w = ZbSys_pwrite(out, buffer.data() + done, size_t(n - done), position + done);
+            const ssize_t w = ZbSys_pwrite(out, data + done, size_t(n - done), position + done);
             if (w < 0 && errno == EINTR) continue;
             if (w < 0) return ErrorOf(errno);
             done += w;
         }
         position += n;
+        probing = false;
     }
     return 0;
 }
