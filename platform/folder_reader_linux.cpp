@@ -14,6 +14,7 @@
 
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
+#include "platform/kernel_calls_linux.h"
 
 #ifndef SYS_getxattrat
 #define SYS_getxattrat 464  // the same number on every architecture that has it
@@ -42,22 +43,8 @@ long MountOf(int fd, uint64_t &mountId) {
 
 long FolderError(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP ? -120 : Zb7_ErrnoToOSErr(error); }
 
-// Whether the kernel has a system call, as its first answer showed: a kernel that lacks one
-// answers ENOSYS every time, so the fallback is chosen from this remembered answer, never from
-// an errno that some other call left behind.
-struct ZbKernelCall {
-    bool missing = false;
-    bool IsMissing() const { return __atomic_load_n(&missing, __ATOMIC_RELAXED); }
-    // Remembers a failed call's answer; true when it says the kernel lacks the call.
-    bool Lacks(int error) {
-        if (error != ENOSYS) return false;
-        __atomic_store_n(&missing, true, __ATOMIC_RELAXED);
-        return true;
-    }
-};
-
-ZbKernelCall gOpenat2;      // Linux 5.6
-ZbKernelCall gGetxattrat;   // Linux 6.13
+ZbKernelCall gOpenat2;     // Linux 5.6
+ZbKernelCall gGetxattrat;  // Linux 6.13
 
 // openat2 where the kernel has it: one call resolves the whole relative path without links or
 // mount crossings. -2 when the kernel lacks it; else the descriptor, or -1 with errno set.

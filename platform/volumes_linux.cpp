@@ -22,6 +22,7 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "platform/kernel_calls_linux.h"
 #include "platform/volumes.h"
 
 namespace {
@@ -249,37 +250,30 @@ enum class ZbUniqueIds {
     failed,       // the calls exist but failed this time: the table cannot be told apart now
 };
 
-// Set once listmount or statmount has answered that the kernel lacks it (ENOSYS), or that the
-// process may not use it (EPERM: a system-call filter that does not know the call): the choice
-// between unique ids and birth times follows that remembered answer, so that one table never
-// mixes the two kinds of identity.
-std::atomic<bool> gNoListmount{false};
-
-bool LacksMountCalls(int error) {
-    if (error != ENOSYS && error != EPERM) return false;
-    gNoListmount.store(true, std::memory_order_relaxed);
-    return true;
-}
+// listmount and statmount (Linux 6.8): the choice between unique ids and birth times follows
+// their remembered answer, so that one table never mixes the two kinds of identity. A filter that
+// does not know them answers EPERM, which counts as missing too.
+ZbKernelCall gListmount{true};
 
 // The kernel's unique ids of the mounts of this namespace, by the ids mountinfo shows. Read
 // without a path walk, so no mount point is touched (touching one can make an unmount that runs at
 // that moment fail as busy).
 ZbUniqueIds UniqueMountIds(std::unordered_map<int, uint64_t> &ids) {
     ids.clear();
-    if (gNoListmount.load(std::memory_order_relaxed)) return ZbUniqueIds::unavailable;
+    if (gListmount.IsMissing()) return ZbUniqueIds::unavailable;
     std::vector<uint64_t> list(256);
     MountIdRequest request;
     request.mountId = kListFromRoot;
     for (;;) {
         const long n = syscall(SYS_listmount, &request, list.data(), list.size(), 0);
-        if (n < 0) return LacksMountCalls(errno) ? ZbUniqueIds::unavailable : ZbUniqueIds::failed;
+        if (n < 0) return gListmount.Lacks(errno) ? ZbUniqueIds::unavailable : ZbUniqueIds::failed;
         for (long k = 0; k < n; ++k) {
             alignas(8) unsigned char answer[1024] = {};
             MountIdRequest stat;
             stat.mountId = list[size_t(k)];
             stat.param = kStatmountBasic;
             if (syscall(SYS_statmount, &stat, answer, sizeof answer, 0) != 0) {
-                if (LacksMountCalls(errno)) return ZbUniqueIds::unavailable;
+                if (gListmount.Lacks(errno)) return ZbUniqueIds::unavailable;
                 continue;  // unmounted meanwhile: the look-up finds it missing and reads again
             }
             uint32_t oldId = 0;
