@@ -31,6 +31,7 @@ constexpr int kExitLoad = 1;
 
 struct Options {
     bool list = false;
+    bool info = false;
     bool raw = false;
     std::string saveDir;
     std::string pluginPath;
@@ -52,11 +53,13 @@ std::string PluginBesideExecutable() {
 }
 
 void Usage(std::ostream &out) {
-    out << "usage: fmxhost [--plugin PATH] [--extn-version N] [--raw] [--save DIR] [--list] [CALCULATION...]\n"
+    out << "usage: fmxhost [--plugin PATH] [--extn-version N] [--raw] [--save DIR] [--list] [--info] [CALCULATION...]\n"
            "  Evaluates each CALCULATION (or each line of standard input) with the plug-in loaded and prints\n"
            "  one result per line. A calculation is function calls, \"string\" literals (\\\" \\\\ and \xC2\xB6\n"
            "  for a return), numbers and &; parameters are separated by ';'.\n"
            "  --list          print the registered functions with their prototypes\n"
+           "  --info          print what a server shows of the plug-in: name, version (its soname), id,\n"
+           "                  description, and its line of Get(InstalledFMPlugins)\n"
            "  --raw           print results byte-exact (returns stay CR)\n"
            "  --save DIR      write each stream of a container result into DIR\n"
            "  --plugin PATH   the plug-in to load (default: ZerbFile.fmx beside fmxhost)\n"
@@ -267,6 +270,14 @@ void ListFunctions() {
         std::cout << f.id << '\t' << zhost::ToUtf8(f.name) << '\t' << zhost::ToUtf8(f.prototype) << '\n';
 }
 
+void PrintInfo(const zhost::Plugin &plugin, const std::string &path) {
+    const std::string name = zhost::ToUtf8(plugin.name());
+    const std::string version = zhost::ModuleSoname(path);
+    std::cout << "name: " << name << "\nversion: " << version << "\nid: " << zhost::ToUtf8(plugin.options().substr(0, 4))
+              << "\ndescription: " << zhost::ToUtf8(plugin.description()) << "\nInstalledFMPlugins: " << name << ';'
+              << version << ';' << (plugin.initResult() >= 0 ? "Enabled" : "Disabled") << '\n';
+}
+
 // Evaluates one calculation; answers false after reporting a user error on standard error.
 bool Evaluate(const std::string &calculation, const Options &opt, int number) {
     try {
@@ -292,6 +303,8 @@ std::optional<Options> ParseArguments(int argc, char **argv) {
         };
         if (a == "--list") {
             opt.list = true;
+        } else if (a == "--info") {
+            opt.info = true;
         } else if (a == "--raw") {
             opt.raw = true;
         } else if (a == "--save") {
@@ -332,13 +345,14 @@ int main(int argc, char **argv) {
         std::cerr << "fmxhost: " << error << '\n';
         return kExitLoad;
     }
+    if (opt.info) PrintInfo(*plugin, opt.pluginPath);
     if (opt.list) ListFunctions();
 
     bool allGood = true;
     int number = 0;
     if (!opt.calculations.empty()) {
         for (const auto &c : opt.calculations) allGood = Evaluate(c, opt, ++number) && allGood;
-    } else if (!opt.list) {
+    } else if (!opt.list && !opt.info) {
         std::string line;
         while (std::getline(std::cin, line)) {
             if (!line.empty() && line.back() == '\r') line.pop_back();

@@ -76,6 +76,10 @@ private:
     std::u16string name_, options_, description_;
 };
 
+// The soname recorded in a module's file (64-bit ELF), "" when it has none or is no such module.
+// The server shows it as the plug-in's version in Get(InstalledFMPlugins).
+std::string ModuleSoname(const std::string &path);
+
 enum class CallStatus { ok, unknownFunction, tooFewParameters, tooManyParameters };
 
 // Calls a registered function the way the host's calculation engine does: the parameter count

@@ -2,8 +2,11 @@
 // with an extension version, and shut-down at the end.
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "FMWrapper/FMXText.h"
+#include "FMWrapper/FMXTypes.h"
 #include "host/host_api.h"
 #include "host/objects.h"
 
@@ -102,3 +105,47 @@ std::unique_ptr<Plugin> Plugin::Load(const std::string &path, int16_t extnVersio
 }
 
 }  // namespace zhost
+
+// For a program that does not link the emulator but gets it as the plug-in's dependency, the way
+// a server process that has not loaded the server's library finds it through the plug-in's run
+// path: loads and starts the plug-in at `path` (message 0), calls the function `name` with one text
+// parameter and copies the answer, as UTF-8, into `answer`. 0, or -1 with the reason in `answer`.
+extern "C" __attribute__((visibility("default"))) int zhost_LoadAndCall(const char *path, const char *name,
+                                                                        const char *parameter, char *answer,
+                                                                        size_t capacity) {
+    std::string text;
+    int status = -1;
+    try {
+        std::string error;
+        auto plugin = zhost::Plugin::Load(path, kCurrentExtnVersion, error);
+        if (!plugin) {
+            text = error;
+        } else {
+            fmx::TextUniquePtr t;
+            t->Assign(parameter, fmx::Text::kEncoding_UTF8);
+            fmx::LocaleUniquePtr locale;
+            fmx::DataUniquePtr value;
+            value->SetAsText(*t, *locale);
+            fmx::DataVectUniquePtr parameters;
+            parameters->PushBack(*value);
+            fmx::DataUniquePtr result;
+            if (zhost::CallFunction(zhost::FromUtf8(name), *parameters, *result) != zhost::CallStatus::ok) {
+                text = std::string("no such function: ") + name;
+            } else {
+                const fmx::Text &r = result->GetAsText();
+                std::u16string units(r.GetSize(), u'\0');
+                if (!units.empty()) r.GetUnicode(reinterpret_cast<fmx::uint16 *>(units.data()), 0, r.GetSize());
+                text = zhost::ToUtf8(units);
+                status = 0;
+            }
+        }
+    } catch (const std::exception &e) {
+        text = e.what();
+    }
+    if (capacity > 0) {
+        const size_t n = std::min(text.size(), capacity - 1);
+        std::memcpy(answer, text.data(), n);
+        answer[n] = '\0';
+    }
+    return status;
+}

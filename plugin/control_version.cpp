@@ -11,8 +11,9 @@
 namespace {
 
 constexpr char kProductName[] = "Zerb File Plug-In";
-constexpr char kVersionString[] = "3.6.1";
-constexpr char kVersionNumber[] = "3610";
+// Both come from the build's one version definition, which also names the module (its soname).
+constexpr char kVersionString[] = ZERB_VERSION_STRING;
+constexpr char kVersionNumber[] = ZERB_VERSION_NUMBER;
 
 // The platform text "-showplugininfo" has always answered; scripts compare it as it stands.
 constexpr char kPlatformInfo[] = "PowerPC Mach-O";

@@ -16,10 +16,11 @@ struct ZbStringEntry {
 constexpr ZbStringEntry kFile7[] = {
     {1, u"Z7fi1nnYnnn"},
     {128, u"Zerb File Plug-In"},
-    {129, u"Zerb File Plug-In 3.6.1: file-system functions for calculations. Read and write files in many "
-          u"encodings, list and search folders, create, copy, move and delete files and folders, read and change "
-          u"attributes, dates and comments, replace text inside files, read and write JPEG metadata, make "
-          u"thumbnails, list and mount volumes, launch documents and run shell commands."},
+    {129, u"Zerb File Plug-In " ZERB_VERSION_STRING
+          u": file-system functions for calculations. Read and write files in many encodings, list and search "
+          u"folders, create, copy, move and delete files and folders, read and change attributes, dates and "
+          u"comments, replace text inside files, read and write JPEG metadata, make thumbnails, list "
+          u"and mount volumes, launch documents and run shell commands."},
     {4201, u"ZbFile_AppendContents( switches ; text )"},
     {4202, u"ZbFile_ContentsDialog( switches {; prompt ; location } )"},
     {4203, u"ZbFile_Control( switches {; password } )"},

@@ -34,7 +34,7 @@ Run Fmxhost(const std::string &arguments, const std::string &input = "") {
     const auto dir = std::filesystem::temp_directory_path() / ("zerb-fmxhost-" + std::to_string(getpid()));
     std::filesystem::create_directories(dir);
     std::ofstream(dir / "in", std::ios::binary) << input;
-    const std::string command = std::string(ZERB_FMXHOST_PATH) + " --plugin " + ZERB_PLUGIN_PATH + " " + arguments +
+    const std::string command = std::string(ZERB_RUN_PREFIX) + " " + ZERB_FMXHOST_PATH + " --plugin " + ZERB_PLUGIN_PATH + " " + arguments +
                                 " <" + Quote((dir / "in").string()) + " >" + Quote((dir / "out").string()) +
                                 " 2>" + Quote((dir / "err").string());
     Run r;

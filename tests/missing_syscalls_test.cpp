@@ -1,6 +1,6 @@
 // The plug-in on the kernels FileMaker Server runs on, which lack the system calls newer than
 // Linux 5.15 that the plug-in uses where it finds them (getxattrat, listmount, statmount). The
-// library built from tests/preload/missing_syscalls.cpp, preloaded, makes syscall() answer ENOSYS
+// library built from tests/programs/missing_syscalls.cpp, preloaded, makes syscall() answer ENOSYS
 // for the numbers listed in ZERB_MISSING_SYSCALLS; each case must then answer as it does with the
 // calls at hand, however many calls come after the first one that found a call missing.
 #include <gtest/gtest.h>

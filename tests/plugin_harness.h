@@ -91,7 +91,7 @@ inline std::string Contents(const std::string &path) {
 // "timeout 20", when given) and answers its output lines.
 inline std::vector<std::string> RunFmxhost(const std::vector<std::string> &calculations,
                                            const std::string &launcher = "") {
-    std::string command = launcher + " '" + ZERB_FMXHOST_PATH + "' --plugin '" + ZERB_PLUGIN_PATH + "'";
+    std::string command = launcher + " " + ZERB_RUN_PREFIX + " '" + ZERB_FMXHOST_PATH + "' --plugin '" + ZERB_PLUGIN_PATH + "'";
     for (const auto &c : calculations) command += " '" + c + "'";
     std::vector<std::string> lines;
     FILE *out = popen(command.c_str(), "r");
@@ -117,7 +117,7 @@ inline std::vector<std::string> RunInPrivateMounts(const std::string &mounts,
     const std::string dir = (fs::temp_directory_path() / ("zerb-mounts-" + std::to_string(getpid()))).string();
     fs::create_directories(dir);
     std::ofstream script(dir + "/run.sh");
-    script << "set -e\n" << mounts << "\nexec " << launcher << " '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
+    script << "set -e\n" << mounts << "\nexec " << launcher << " " << ZERB_RUN_PREFIX << " '" << ZERB_FMXHOST_PATH << "' --plugin '" << ZERB_PLUGIN_PATH << "'";
     for (const auto &c : calculations) script << " '" << c << "'";
     script << " >'" << dir << "/out'\n";
     script.close();

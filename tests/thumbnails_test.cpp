@@ -89,7 +89,7 @@ protected:
         fs::create_directories(dir / "out");
         const std::string calculation = "ZbFile_CreateThumbnail( \"" + switches + "\" ; \"" + path + "\" )";
         Thumbnail t;
-        t.answer = Output(std::string(ZERB_FMXHOST_PATH) + " --plugin " + ZERB_PLUGIN_PATH + " --save " +
+        t.answer = Output(std::string(ZERB_RUN_PREFIX) + " " + ZERB_FMXHOST_PATH + " --plugin " + ZERB_PLUGIN_PATH + " --save " +
                           Quote((dir / "out").string()) + " " + Quote(calculation) + " 2>&1");
         while (!t.answer.empty() && t.answer.back() == '\n') t.answer.pop_back();
         for (const auto &entry : fs::directory_iterator(dir / "out")) {
