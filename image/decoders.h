@@ -48,6 +48,11 @@ long Zb7_DecodeWebP(const uint8_t *data, size_t size, uint32_t longestSide, ZbIm
 // and top-down; read by the plug-in itself.
 long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image);
 
+// A binary pixmap ("P6", 8 bits a channel) as ffmpeg writes one frame of a movie: the header's
+// fields separated by whitespace without comments, a single whitespace byte after the maximum
+// value of 255, then exactly width x height x 3 bytes. Anything else is malformed.
+long Zb7_DecodePPM(const uint8_t *data, size_t size, ZbImage &image);
+
 // Checks the declared size against kZbMaxDecodedPixels and sizes the pixel buffer: 0, or
 // kZbErrImageTooLarge (also when the memory cannot be had).
 long Zb7_AllocateImage(uint32_t width, uint32_t height, ZbImage &image);

@@ -50,14 +50,36 @@ int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid);
 // plus the signal's number, a child that cannot be waited for -1.
 int Zb7_PlatformWaitChild(pid_t pid);
 
-// Runs "/bin/sh -c command" in a process group of its own, its standard input at end of file, and
-// collects everything it writes to its standard output until it closes it, then waits for the
-// shell. With timeoutSeconds above 0, once that time has passed the whole process group is killed
-// and what was written so far is kept (timedOut tells). 0, or the errno value of the failure: of
-// making the pipe or the process (then `started` is false), of reading the pipe, or ENOMEM when
-// the output no longer fits in memory (the command is then killed).
+// How a program run by Zb7_PlatformRunProgram ended.
+struct ZbProgramOutcome {
+    bool started = false;        // the pipe and the process were made
+    bool timedOut = false;       // the time limit passed and the process group was killed
+    bool outputTooLong = false;  // it wrote more than the bound and the process group was killed
+    int status = -1;             // its exit status as Zb7_PlatformWaitChild answers, when it ended by itself
+};
+
+// Runs a program given as an argument vector (no shell; the first argument is a path, or a name
+// looked for on the PATH) in a process group of its own, its standard input and standard error on
+// /dev/null, and collects what it writes to its standard output until it closes it, then waits for
+// it. More than outputLimit bytes of output stop the collecting: the process group is killed and
+// the first outputLimit bytes are kept. With timeoutMilliseconds above 0, once that time has passed
+// the whole process group is killed and what was written so far is kept; the call returns within
+// about half a second of the limit (unless the kernel holds the killed process, as a read from a
+// network share that no longer answers does). 0, or the errno value of the failure: of making the pipe or the
+// process (then `started` is false), of reading the pipe, or ENOMEM when the output no longer fits
+// in memory (the program is then killed).
+int Zb7_PlatformRunProgram(const std::vector<std::string> &arguments, long timeoutMilliseconds, size_t outputLimit,
+                           std::string &output, ZbProgramOutcome &outcome);
+
+// Runs "/bin/sh -c command" as Zb7_PlatformRunProgram does, without an output bound and with the
+// time limit in seconds (none when 0 or below).
 int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
                          bool &timedOut);
+
+// The path of the program of that name on the PATH or, failing that, in the system's program
+// folders; empty when there is none. Looked for anew on each call, so a program installed while
+// the host runs is found.
+std::string Zb7_PlatformFindProgram(const char *name);
 
 // Whether a program of that name is on the PATH or in the system's program folders.
 bool Zb7_PlatformProgramExists(const char *name);

@@ -148,24 +148,38 @@ int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
                         request.environment ? envp.data() : environ);
 }
 
-int Zb7_PlatformWaitChild(pid_t pid) {
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0)
-        if (errno != EINTR) return -1;
+namespace {
+
+// A wait status as Zb7_PlatformWaitChild answers it.
+int ExitStatus(int status) {
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
 }
 
-bool Zb7_PlatformProgramExists(const char *name) {
+}  // namespace
+
+int Zb7_PlatformWaitChild(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0)
+        if (errno != EINTR) return -1;
+    return ExitStatus(status);
+}
+
+std::string Zb7_PlatformFindProgram(const char *name) {
     std::string folders = std::getenv("PATH") ? std::getenv("PATH") : "";
     folders += ":/usr/sbin:/sbin:/usr/bin:/bin";
     for (size_t start = 0; start <= folders.size();) {
         const size_t end = std::min(folders.find(':', start), folders.size());
-        if (end > start && access((folders.substr(start, end - start) + "/" + name).c_str(), X_OK) == 0) return true;
+        if (end > start) {
+            std::string path = folders.substr(start, end - start) + "/" + name;
+            if (access(path.c_str(), X_OK) == 0) return path;
+        }
         start = end + 1;
     }
-    return false;
+    return {};
 }
+
+bool Zb7_PlatformProgramExists(const char *name) { return !Zb7_PlatformFindProgram(name).empty(); }
 
 namespace {
 
@@ -175,41 +189,44 @@ int64_t MonotonicMilliseconds() {
     return int64_t(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-// Appends what the pipe holds now, without waiting; false at end of file or on an error.
-bool DrainPipe(int fd, std::string &output) {
+// Appends what the pipe holds now, without waiting, up to `limit` bytes of output in all.
+void DrainPipe(int fd, std::string &output, size_t limit) {
     char buffer[65536];
-    for (;;) {
-        const ssize_t n = read(fd, buffer, sizeof buffer);
+    while (output.size() < limit) {
+        const ssize_t n = read(fd, buffer, std::min(sizeof buffer, limit - output.size()));
         if (n > 0) {
             output.append(buffer, size_t(n));
             continue;
         }
         if (n < 0 && errno == EINTR) continue;
-        return false;
+        return;
     }
 }
 
 }  // namespace
 
-int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
-                         bool &timedOut) {
-    started = timedOut = false;
+int Zb7_PlatformRunProgram(const std::vector<std::string> &arguments, long timeoutMilliseconds, size_t outputLimit,
+                           std::string &output, ZbProgramOutcome &outcome) {
+    outcome = {};
     ZbDescriptor readEnd, writeEnd;
     if (const int error = Zb7_PlatformMakePipe(readEnd, writeEnd)) return error;
     ZbSpawnRequest request;
-    request.arguments = {"/bin/sh", "-c", command};
+    request.arguments = arguments;
     request.output = writeEnd.fd;
     request.newProcessGroup = true;
     pid_t pid = 0;
     if (const int error = Zb7_PlatformSpawn(request, pid)) return error;
-    started = true;
+    outcome.started = true;
     writeEnd.Reset();
 
-    const bool timed = timeoutSeconds > 0;
-    const int64_t deadline =
-        timed ? MonotonicMilliseconds() + std::min<int64_t>(timeoutSeconds, INT32_MAX / 1000) * 1000 : 0;
+    // A limit past 24 days is taken as 24 days, so that it fits poll's int.
+    const bool timed = timeoutMilliseconds > 0;
+    const int64_t deadline = timed ? MonotonicMilliseconds() + std::min<int64_t>(timeoutMilliseconds, INT32_MAX) : 0;
+    // One byte past the bound is read to tell an output of exactly the bound from a longer one.
+    const size_t room = outputLimit < SIZE_MAX ? outputLimit + 1 : SIZE_MAX;
     int error = 0;
-    // Reads in large blocks straight into the output's spare room, so a long output is copied once.
+    // Reads in large blocks straight into the output's spare room, so a long output is copied once;
+    // only the block about to be read is cleared, so each byte is cleared once too.
     constexpr size_t kBlock = 1 << 16;
     try {
         for (;;) {
@@ -219,15 +236,22 @@ int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::s
                 const int ready = left > 0 ? poll(&wait, 1, int(left)) : 0;
                 if (ready < 0 && errno == EINTR) continue;
                 if (ready == 0) {
-                    timedOut = true;
+                    outcome.timedOut = true;
                     break;
                 }
             }
             const size_t used = output.size();
-            if (output.capacity() - used < kBlock) output.reserve(std::max(output.capacity() * 2, used + kBlock));
-            output.resize(output.capacity());
-            const ssize_t n = read(readEnd.fd, output.data() + used, output.size() - used);
+            const size_t block = std::min(kBlock, room - used);
+            if (output.capacity() - used < block)
+                output.reserve(std::min(std::max(output.capacity() * 2, used + block), room));
+            output.resize(used + block);
+            const ssize_t n = read(readEnd.fd, output.data() + used, block);
             output.resize(n > 0 ? used + size_t(n) : used);
+            if (output.size() > outputLimit) {
+                output.resize(outputLimit);
+                outcome.outputTooLong = true;
+                break;
+            }
             if (n > 0) continue;
             if (n < 0 && errno == EINTR) continue;
             if (n < 0) error = errno;
@@ -237,36 +261,52 @@ int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::s
         error = ENOMEM;
     }
 
-    // The shell may still run after closing its output; with a time limit it gets what is left.
-    if (timed && !timedOut && error == 0) {
+    // The program may still run after closing its output; with a time limit it gets what is left.
+    if (timed && !outcome.timedOut && !outcome.outputTooLong && error == 0) {
         int status = 0;
-        while (waitpid(pid, &status, WNOHANG) == 0) {
+        pid_t ended = 0;
+        while ((ended = waitpid(pid, &status, WNOHANG)) == 0 || (ended < 0 && errno == EINTR)) {
             if (MonotonicMilliseconds() >= deadline) {
-                timedOut = true;
+                outcome.timedOut = true;
                 break;
             }
             usleep(10000);
         }
-        if (!timedOut) return 0;
+        if (!outcome.timedOut) {
+            if (ended == pid) outcome.status = ExitStatus(status);
+            return 0;
+        }
     }
-    if (timedOut || error) {
+    const bool killed = outcome.timedOut || outcome.outputTooLong || error;
+    if (killed) {
         kill(-pid, SIGKILL);
-        if (timedOut) {
-            // What the command wrote before it was ended is kept.
+        if (outcome.timedOut) {
+            // What the program wrote before it was ended is kept.
             fcntl(readEnd.fd, F_SETFL, O_NONBLOCK);
             try {
-                DrainPipe(readEnd.fd, output);
+                DrainPipe(readEnd.fd, output, outputLimit);
             } catch (const std::bad_alloc &) {
             }
         }
     }
     readEnd.Reset();
-    Zb7_PlatformWaitChild(pid);
+    const int status = Zb7_PlatformWaitChild(pid);
+    if (!killed) outcome.status = status;
     // The rest of the group got the same signal but may not have run yet to die of it (a loaded
     // machine): the call answers once they are gone, so none outlives it. The wait is bounded,
     // as an orphan whose new parent never reaps it still counts as a member.
-    if (timedOut || error)
+    if (killed)
         for (const int64_t until = MonotonicMilliseconds() + 500; kill(-pid, 0) == 0 && MonotonicMilliseconds() < until;)
             usleep(1000);
+    return error;
+}
+
+int Zb7_PlatformRunShell(const std::string &command, long timeoutSeconds, std::string &output, bool &started,
+                         bool &timedOut) {
+    const long timeout = timeoutSeconds > 0 ? std::min<long>(timeoutSeconds, INT32_MAX / 1000) * 1000 : 0;
+    ZbProgramOutcome outcome;
+    const int error = Zb7_PlatformRunProgram({"/bin/sh", "-c", command}, timeout, SIZE_MAX, output, outcome);
+    started = outcome.started;
+    timedOut = outcome.timedOut;
     return error;
 }

@@ -14,7 +14,7 @@ cmake --build "$build" -j2 --target fuzzers
 seconds=${ZERB_FUZZ_SECONDS:-10}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-for target in utf8 hex base64 container paths nfd plist exif iptc jpeg app13 thumbnail pict png gif tiff webp bmp; do
+for target in utf8 hex base64 container paths nfd plist exif iptc jpeg app13 thumbnail pict png gif tiff webp bmp ppm; do
   mkdir -p "$scratch/$target"
   dict=()
   [ -f "$root/fuzz/$target.dict" ] && dict=(-dict="$root/fuzz/$target.dict")

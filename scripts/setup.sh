@@ -19,8 +19,7 @@ fi
 # The image codec headers give the types of the libraries the plug-in opens at run time; the
 # plug-in does not link them.
 packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata
-  libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev
-  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev "${arm64[@]}" "$@")
+  libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev "${arm64[@]}" "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

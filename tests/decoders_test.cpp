@@ -153,3 +153,34 @@ TEST_F(DecoderTest, HugeDeclaredSizesAndDamagedFilesAnswerErrors) {
         EXPECT_TRUE(err == kZbErrBadImageData || err == kZbErrImageTooLarge || err == 0) << target << ": " << err;
     }
 }
+
+TEST_F(DecoderTest, PixmapsAreReadStrictly) {
+    // ImageMagick's pixmap of the known pixels: each pixel as it is, and opaque.
+    ZbImage image;
+    ASSERT_EQ(Plain(Zb7_DecodePPM)(Make("", "ppm"), image), 0);
+    ExpectKnown(image, 0, "ppm");
+    for (int k = 0; k < 6; ++k) EXPECT_EQ(image.pixels[k * 4 + 3], 255);
+
+    const std::string pixels(18, 'x');  // 3 x 2
+    const std::pair<std::string, long> cases[] = {
+        {"P6 3\t2\r\n255\n" + pixels, 0},                   // any whitespace between the fields
+        {"P6\n3 2\n255\n" + pixels.substr(1), kZbErrBadImageData},  // short data
+        {"P6\n3 2\n255\n" + pixels + "x", kZbErrBadImageData},     // a byte too many
+        {"P3\n3 2\n255\n" + pixels, kZbErrBadImageData},
+        {"P6\n3 2\n65535\n" + pixels + pixels, kZbErrBadImageData},
+        {"P6\n# made by\n3 2\n255\n" + pixels, kZbErrBadImageData},
+        {"P6\n0 2\n255\n", kZbErrBadImageData},
+        {"P6\n3 2\n255" + pixels, kZbErrBadImageData},          // no whitespace after the maximum
+        {"P6\n3 -2\n255\n" + pixels, kZbErrBadImageData},
+        {"P6\n0000000003 2\n255\n" + pixels, kZbErrBadImageData},  // ten digits
+        {"P6\n3 2\n", kZbErrBadImageData},
+        {"", kZbErrBadImageData},
+        {"P6\n100000 100000\n255\n" + pixels, kZbErrImageTooLarge},  // refused before the data are looked at
+        {"P6\n999999999 999999999\n255\n", kZbErrImageTooLarge},
+    };
+    for (const auto &[bytes, expected] : cases) {
+        ZbImage decoded;
+        EXPECT_EQ(Plain(Zb7_DecodePPM)(bytes, decoded), expected) << bytes.substr(0, 24);
+        EXPECT_EQ(decoded.pixels.empty(), expected != 0);
+    }
+}

@@ -1,5 +1,6 @@
-// ExecuteShell and Launch: output, line ends, encodings, the time limit, what the command is
-// given, and what the host is left with afterwards (descriptors, children).
+// ExecuteShell, Launch and the running of programs beneath them: output, line ends, encodings, the
+// time limit, the output bound, what the command is given, and what the host is left with
+// afterwards (descriptors, children).
 #include <dirent.h>
 #include <pthread.h>
 #include <signal.h>
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/processes.h"
 #include "tests/plugin_harness.h"
 
 namespace {
@@ -228,4 +230,85 @@ TEST_F(LaunchTest, ReturnsAtOnceAndLeavesNoChild) {
     EXPECT_TRUE(ProcessWithArgumentExists(marker));
     EXPECT_EQ(ChildrenOfThisProcess(), std::vector<std::string>{});
     std::system(("pkill -f 'sleep " + marker + "'").c_str());
+}
+
+namespace {
+
+// Zb7_PlatformRunProgram on its own, as the movie poster frame uses it.
+struct ProgramRun {
+    int error = 0;
+    std::string output;
+    ZbProgramOutcome outcome;
+    Clock::duration took{};
+};
+
+ProgramRun RunProgram(const std::vector<std::string> &arguments, long milliseconds, size_t limit) {
+    ProgramRun run;
+    const auto started = Clock::now();
+    run.error = Zb7_PlatformRunProgram(arguments, milliseconds, limit, run.output, run.outcome);
+    run.took = Clock::now() - started;
+    return run;
+}
+
+}  // namespace
+
+TEST(ProgramLaunchTest, ArgumentsReachTheProgramAsTheyAreAndItsStatusComesBack) {
+    ProgramRun run = RunProgram({"sh", "-c", "printf '%s|' \"$@\"; exit 3", "sh", "a b", "$HOME", "'; ls", "-x"}, 0, SIZE_MAX);
+    EXPECT_EQ(run.error, 0);
+    EXPECT_EQ(run.output, "a b|$HOME|'; ls|-x|");
+    EXPECT_EQ(run.outcome.status, 3);
+    EXPECT_FALSE(run.outcome.timedOut || run.outcome.outputTooLong);
+    // With a time limit the status is taken by the timed wait.
+    EXPECT_EQ(RunProgram({"sh", "-c", "kill -TERM $$"}, 5000, SIZE_MAX).outcome.status, 128 + SIGTERM);
+    run = RunProgram({"/no/such/program"}, 0, SIZE_MAX);
+    EXPECT_EQ(run.error, ENOENT);
+    EXPECT_FALSE(run.outcome.started);
+}
+
+TEST(ProgramLaunchTest, OutputPastTheBoundEndsTheProgram) {
+    const std::string marker = "60.0" + std::to_string(getpid());
+    // Exactly the bound is whole output; one byte more is too much.
+    ProgramRun run = RunProgram({"head", "-c", "100000", "/dev/zero"}, 0, 100000);
+    EXPECT_EQ(run.output.size(), 100000u);
+    EXPECT_FALSE(run.outcome.outputTooLong);
+    EXPECT_EQ(run.outcome.status, 0);
+    // A writer that never stops, with a child of its own that keeps the pipe open, and no time limit.
+    run = RunProgram({"sh", "-c", "sleep " + marker + " & exec yes"}, 0, 100000);
+    EXPECT_EQ(run.error, 0);
+    EXPECT_TRUE(run.outcome.outputTooLong);
+    EXPECT_EQ(run.output.size(), 100000u);
+    EXPECT_EQ(run.output.substr(0, 4), "y\ny\n");
+    EXPECT_EQ(run.outcome.status, -1);
+    EXPECT_LT(run.took, std::chrono::seconds(2));
+    EXPECT_FALSE(ProcessWithArgumentExists(marker));
+    EXPECT_TRUE(ChildrenOfThisProcess().empty());
+}
+
+TEST(ProgramLaunchTest, TimeLimitInMillisecondsEndsTheProgramsGroup) {
+    const std::string marker = "60.0" + std::to_string(getpid());
+    const ProgramRun run = RunProgram({"sh", "-c", "printf early; sleep " + marker + " & sleep " + marker}, 300, SIZE_MAX);
+    EXPECT_TRUE(run.outcome.timedOut);
+    EXPECT_EQ(run.output, "early");
+    EXPECT_GE(run.took, std::chrono::milliseconds(290));
+    EXPECT_LT(run.took, std::chrono::milliseconds(1300));
+    EXPECT_FALSE(ProcessWithArgumentExists(marker));
+    EXPECT_TRUE(ChildrenOfThisProcess().empty());
+}
+
+TEST(ProgramLaunchTest, ProgramsAreFoundInTheSystemFoldersWithoutAPath) {
+    const std::string saved = std::getenv("PATH") ? std::getenv("PATH") : "";
+    const fs::path empty = fs::temp_directory_path() / ("zerb-empty-path-" + std::to_string(getpid()));
+    fs::create_directories(empty);
+    setenv("PATH", empty.c_str(), 1);
+    const std::string sh = Zb7_PlatformFindProgram("sh");
+    const std::string missing = Zb7_PlatformFindProgram("zerb-no-such-program");
+    // A program on the PATH comes before the system's own.
+    std::ofstream(empty / "sh") << "#!/bin/false\n";
+    fs::permissions(empty / "sh", fs::perms::owner_all);
+    const std::string first = Zb7_PlatformFindProgram("sh");
+    setenv("PATH", saved.c_str(), 1);
+    fs::remove_all(empty);
+    EXPECT_TRUE(sh == "/usr/bin/sh" || sh == "/bin/sh") << sh;
+    EXPECT_EQ(missing, "");
+    EXPECT_EQ(first, (empty / "sh").string());
 }

@@ -273,15 +273,25 @@ TEST_F(ThumbnailTest, WorksWithoutTheOptionalCodecLibraries) {
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0], "$$-2003");
     EXPECT_EQ(lines[1].rfind("<container: 2 streams: SIZE", 0), 0u) << lines[1];
+    // Nor the ffmpeg program, wherever it would be looked for (it reads PNG too).
+    const std::string noFFmpeg = "for d in $(echo \"$PATH\" | tr : ' ') /usr/sbin /sbin /usr/bin /bin; do\n"
+                                 "  if [ -e \"$d/ffmpeg\" ]; then mount --bind /dev/null \"$(readlink -f \"$d/ffmpeg\")\"; fi\n"
+                                 "done\n";
     lines = zerbtest::RunInPrivateMounts(
-        hide({"libpng16.so", "libgif.so", "libtiff.so", "libwebp.so", "libturbojpeg.so", "libavformat.so",
-              "libavcodec.so"}),
+        hide({"libpng16.so", "libgif.so", "libtiff.so", "libwebp.so", "libturbojpeg.so"}) + noFFmpeg,
         {jpeg, "ZbFile_CreateThumbnail( \"-TryMoviePict\" ; \"" + kImaging + "flowers.png\" )",
          "ZbFile_Version(\"-getversionnumber\")"});
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0], "$$-2003");
     EXPECT_EQ(lines[1], "$$-2003");
     EXPECT_EQ(lines[2], "3610");
+    // Only the program missing: a movie it would read has no reader.
+    if (!OnPath("ffmpeg")) return;
+    const std::string movie = (dir / "clip.mp4").string();
+    ASSERT_EQ(std::system(("ffmpeg -loglevel error -f lavfi -i testsrc=size=64x48 -t 0.5 " + Quote(movie)).c_str()), 0);
+    lines = zerbtest::RunInPrivateMounts(noFFmpeg, {"ZbFile_CreateThumbnail( \"-TryMoviePict\" ; \"" + movie + "\" )"});
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0], "$$-2003");
 }
 
 namespace {

@@ -1,0 +1,12 @@
+// The pixmap reader on any bytes, as if ffmpeg had written them: a picture of the size its header
+// says, or one of its errors; never an allocation past the decoders' limit.
+#include "fuzz/fuzz_common.h"
+#include "image/decoders.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    ZbImage image;
+    const long err = Zb7_DecodePPM(data, size, image);
+    ZB_FUZZ_CHECK(err == 0 || err == kZbErrBadImageData || err == kZbErrImageTooLarge);
+    if (err == 0) ZB_FUZZ_CHECK(image.pixels.size() == size_t(image.width) * image.height * 4 && image.width > 0);
+    return 0;
+}
