@@ -21,6 +21,8 @@
 #include <immintrin.h>
 #elif defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
 #endif
 
 constexpr long kZbErrEndOfFile = -39;
@@ -267,6 +269,23 @@ void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view nee
                 mask |= uint64_t(unsigned(_mm_movemask_epi8(_mm_and_si128(
                             _mm_cmpeq_epi8(_mm_loadu_si128(p + v), first), _mm_cmpeq_epi8(_mm_loadu_si128(q + v), last)))))
                         << (16 * v);
+            if (!ZbCheckStarts(mask, i, data, n, k, next, found)) return;
+        }
+#elif defined(__aarch64__)
+        // NEON has no byte mask: the comparisons are weighted by the byte's bit (1, 2 ... 128)
+        // and summed pairwise three times, which leaves byte j of the result holding the bits of
+        // bytes 8j to 8j + 7 in order.
+        const uint8x16_t first = vdupq_n_u8(n[0]), last = vdupq_n_u8(n[k - 1]);
+        const uint8x16_t bits = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+        for (; i + k - 1 + 64 <= size; i += 64) {
+            uint8x16_t hits[4];
+            for (int v = 0; v < 4; ++v)
+                hits[v] = vandq_u8(vandq_u8(vceqq_u8(vld1q_u8(data + i + 16 * v), first),
+                                            vceqq_u8(vld1q_u8(data + i + k - 1 + 16 * v), last)),
+                                   bits);
+            const uint8x16_t sums =
+                vpaddq_u8(vpaddq_u8(hits[0], hits[1]), vpaddq_u8(hits[2], hits[3]));
+            const uint64_t mask = vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(sums, sums)), 0);
             if (!ZbCheckStarts(mask, i, data, n, k, next, found)) return;
         }
 #endif

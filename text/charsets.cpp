@@ -7,6 +7,8 @@
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__aarch64__)
+#include <arm_neon.h>
 #endif
 
 #include "text/encoding.h"
@@ -288,6 +290,13 @@ void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &ou
             if (_mm_movemask_epi8(v)) break;
             _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm_unpacklo_epi8(v, zero));
             _mm_storeu_si128(reinterpret_cast<__m128i *>(to + 8), _mm_unpackhi_epi8(v, zero));
+        }
+#elif defined(__aarch64__)
+        for (; i + 16 <= n; i += 16, to += 16) {
+            const uint8x16_t v = vld1q_u8(bytes + i);
+            if (vmaxvq_u8(v) >= 0x80) break;
+            vst1q_u16(reinterpret_cast<uint16_t *>(to), vmovl_u8(vget_low_u8(v)));
+            vst1q_u16(reinterpret_cast<uint16_t *>(to + 8), vmovl_high_u8(v));
         }
 #endif
         while (i < n && bytes[i] < 0x80) *to++ = bytes[i++];
