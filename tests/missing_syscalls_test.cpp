@@ -30,6 +30,10 @@ std::string WithoutCalls(const std::vector<long> &numbers) {
 
 bool InPreloadedChild() { return std::getenv("ZERB_MISSING_SYSCALLS") != nullptr; }
 
+// A library preloaded for a program run under qemu-user reaches the emulator, not the program.
+#define SKIP_UNDER_EMULATION() \
+    if (zerbtest::kUnderEmulation) GTEST_SKIP() << zerbtest::kEmulationSkip
+
 }  // namespace
 
 // Runs only in a child started under the library: the calls it lists are gone, others still work.
@@ -45,6 +49,7 @@ TEST(MissingSystemCalls, ThePreloadedLibraryAnswersENOSYSForTheListedCalls) {
 // (each one's Finder flags read after the first read found the call missing) and in a search
 // that descends through nested folders.
 TEST(MissingSystemCalls, HiddenItemsStayHiddenWithoutGetxattratAndOpenat2) {
+    SKIP_UNDER_EMULATION();
     if (geteuid() != 0) GTEST_SKIP() << "mounting a test volume needs root";
     const std::string mounts =
         "mount -t tmpfs tmpfs /mnt\nmkdir /mnt/Vol\nmount -t tmpfs tmpfs /mnt/Vol\ncd /mnt/Vol\n"
@@ -81,6 +86,7 @@ TEST(MissingSystemCalls, HiddenItemsStayHiddenWithoutGetxattratAndOpenat2) {
 // from the old one by its root's birth time: the volume tests, run again in a child process that
 // lacks both calls.
 TEST(MissingSystemCalls, TheVolumeTableWithoutListmountAndStatmount) {
+    SKIP_UNDER_EMULATION();
     if (InPreloadedChild()) GTEST_SKIP() << "already in the child";
     const std::string command = WithoutCalls({kListmount, kStatmount}) +
                                 " /proc/" + std::to_string(getpid()) + "/exe --gtest_brief=1 "
