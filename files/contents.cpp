@@ -8,7 +8,7 @@
 #include "files/paths.h"
 #include "platform/forks.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

@@ -6,7 +6,7 @@
 #include "files/paths.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 
@@ -15,8 +15,6 @@ namespace {
 constexpr size_t kMaxNameLength = 255;
 constexpr long kErrNotAFolder = -1407;
 constexpr long kErrIsAFolder = -1302;
-constexpr short kCopyFileId = 4210;
-constexpr short kCopyFolderId = 4296;
 
 // Both handlers: resolve the source, find the destination's folder and name, then copy or move.
 long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHandler) {
@@ -41,7 +39,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
     if (const long err = Zb7_NewItemFolderAndName(*destinationText, folderRef, name)) return err;
     if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, folder)) return err;
 
-    const bool copy = folderHandler ? functionId == kCopyFolderId : functionId == kCopyFileId;
+    const bool copy = folderHandler ? functionId == kZbFnCopyFolder : functionId == kZbFnCopyFile;
     if (!copy) return Zb7_PlatformMoveItem(source, folder, name);
     // The classic copy takes single files only; the copy is made the same safe way.
     if (!folderHandler && XP_HasSwitch(switches, "-UseClassicCopyFunction") && info.isFolder) return kErrIsAFolder;

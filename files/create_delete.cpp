@@ -8,7 +8,7 @@
 #include "platform/file_tree.h"
 #include "platform/finder_info.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 

@@ -12,7 +12,7 @@
 #include "platform/finder_info.h"
 #include "platform/forks.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

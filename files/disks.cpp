@@ -7,7 +7,7 @@
 #include "files/search.h"
 #include "platform/disks.h"
 #include "platform/volumes.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 

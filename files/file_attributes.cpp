@@ -12,7 +12,7 @@
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 
@@ -158,7 +158,7 @@ long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int6
     // than stored as some other date.
     if (localSeconds < 0 || localSeconds > int64_t(UINT32_MAX)) return kZbErrParameter;
     const int64_t moment = Zb7_PlatformTimeOfLocalDate(localSeconds);
-    if (functionId == 4286) return Zb7_PlatformSetModificationTime(path, moment);
+    if (functionId == kZbFnSetTimestampModified) return Zb7_PlatformSetModificationTime(path, moment);
     return Zb7_PlatformSetCreationTime(path, moment);
 }
 

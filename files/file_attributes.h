@@ -16,7 +16,7 @@ enum : short { kZbChangeCreator = 94, kZbChangeType = 95, kZbChangeBoth = 96 };
 long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, uint32_t type);
 // Sets the Finder label number (0-7) of an item.
 long Zb7_SetFinderLabelNo(const FSSpec &ref, int label);
-// Sets the creation date (id 4285 and any other) or modification date (4286) of an item from
+// Sets the creation date (SetTimestampCreated and any other id) or modification date (SetTimestampModified) of an item from
 // local seconds since 1904.
 long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int64_t localSeconds);
 // Sets the Finder comment (UTF-8; an empty comment removes it).

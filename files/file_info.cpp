@@ -9,7 +9,7 @@
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 
@@ -72,11 +72,15 @@ struct ZbDateFunction {
     ZbDatePart part;
 };
 constexpr ZbDateFunction kDateFunctions[] = {
-    {4230, ZbDateKind::created, ZbDatePart::date},       {4231, ZbDateKind::modified, ZbDatePart::date},
-    {4232, ZbDateKind::created, ZbDatePart::timestamp},  {4233, ZbDateKind::modified, ZbDatePart::timestamp},
-    {4250, ZbDateKind::created, ZbDatePart::time},       {4251, ZbDateKind::modified, ZbDatePart::time},
-    {4291, ZbDateKind::accessed, ZbDatePart::date},      {4292, ZbDateKind::accessed, ZbDatePart::time},
-    {4293, ZbDateKind::accessed, ZbDatePart::timestamp},
+    {kZbFnGetDateCreated, ZbDateKind::created, ZbDatePart::date},
+    {kZbFnGetDateModified, ZbDateKind::modified, ZbDatePart::date},
+    {kZbFnGetTimestampCreated, ZbDateKind::created, ZbDatePart::timestamp},
+    {kZbFnGetTimestampModified, ZbDateKind::modified, ZbDatePart::timestamp},
+    {kZbFnGetTimeCreated, ZbDateKind::created, ZbDatePart::time},
+    {kZbFnGetTimeModified, ZbDateKind::modified, ZbDatePart::time},
+    {kZbFnGetDateLastAccessed, ZbDateKind::accessed, ZbDatePart::date},
+    {kZbFnGetTimeLastAccessed, ZbDateKind::accessed, ZbDatePart::time},
+    {kZbFnGetTimestampLastAccessed, ZbDateKind::accessed, ZbDatePart::timestamp},
 };
 
 // Any other id that reaches the date handler answers the modification date.
@@ -236,12 +240,12 @@ fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*
                                                                : kZbErrParameter;
     // Each function reads only its own size.
     if (err == 0)
-        err = XP7_FSGetFileSizes(ref, functionId == 4241 || functionId == 4244 ? nullptr : &data,
-                                 functionId == 4244 ? &rsrc : nullptr, functionId == 4241 ? &total : nullptr);
+        err = XP7_FSGetFileSizes(ref, functionId == kZbFnGetFileSizeTotal || functionId == kZbFnGetResourceForkSize ? nullptr : &data,
+                                 functionId == kZbFnGetResourceForkSize ? &rsrc : nullptr, functionId == kZbFnGetFileSizeTotal ? &total : nullptr);
     if (err)
         XP7_OSErrLToData(err, result);
     else
-        SetNumber(result, functionId == 4241 ? total : functionId == 4244 ? rsrc : data);
+        SetNumber(result, functionId == kZbFnGetFileSizeTotal ? total : functionId == kZbFnGetResourceForkSize ? rsrc : data);
     return 0;
 }
 
@@ -315,7 +319,7 @@ fmx::errcode ZbFile7_DoGetFileCreatorOrType(short functionId, const fmx::ExprEnv
         XP7_OSErrLToData(err, result);
         return 0;
     }
-    const std::string code = Zb7_Mac_OSTypeToTxt(functionId == 4240 ? finder.Creator() : finder.Type());
+    const std::string code = Zb7_Mac_OSTypeToTxt(functionId == kZbFnGetFileCreator ? finder.Creator() : finder.Type());
     fmx::TextUniquePtr text;
     text->AssignWithLength(code.data(), fmx::uint32(code.size()), fmx::Text::kEncoding_ASCII_Mac);
     result.SetAsText(*text, parameters.At(0).GetLocale());

@@ -9,7 +9,7 @@
 #include "files/search.h"
 #include "platform/finder_info.h"
 #include "platform/volumes.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/charsets.h"

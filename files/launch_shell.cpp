@@ -6,7 +6,7 @@
 #include "files/paths.h"
 #include "platform/launch.h"
 #include "platform/processes.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

@@ -7,7 +7,7 @@
 #include "platform/file_system.h"
 #include "platform/system_folders.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

@@ -6,7 +6,7 @@
 #include "files/fsspec.h"
 #include "files/paths.h"
 #include "platform/finder_info.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/unicode_forms.h"

@@ -16,7 +16,7 @@
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

@@ -11,7 +11,7 @@
 
 #include "files/fork_io.h"
 #include "files/paths.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 

@@ -10,7 +10,7 @@
 #include "files/paths.h"
 #include "platform/file_attributes.h"
 #include "platform/finder_info.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 

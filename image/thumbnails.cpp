@@ -19,7 +19,7 @@
 #include "image/thumbnails.h"
 #include "platform/forks.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"

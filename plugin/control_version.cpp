@@ -1,9 +1,9 @@
-// Version (ids 0 and 1) and Control (4203): the two functions of the frame itself. Both run while
+// Version (ids 0 and 1) and Control: the two functions of the frame itself. Both run while
 // the other functions are disabled.
 #include <cstring>
 
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/registry.h"
 #include "plugin/results.h"
@@ -22,14 +22,14 @@ const std::string kDefaultAnswer = std::string(kProductName) + " " + kVersionStr
 
 struct ZbRegistrationSwitch {
     const char *word;
-    short group;
+    ZbGroup group;
 };
 constexpr ZbRegistrationSwitch kRegistrationSwitches[] = {
-    {"-RegisterSetMetaDataFunction", kZbGroupSetMetaData},
-    {"-RegisterGetDateLastAccessedFunction", kZbGroupLastAccessed},
-    {"-RegisterAsciiValueToTextFunction", kZbGroupAsciiValueToText},
-    {"-RegisterExecuteShellFunction", kZbGroupExecuteShell},
-    {"-RegisterCopyFolderFunction", kZbGroupCopyFolder},
+    {"-RegisterSetMetaDataFunction", ZbGroup::SetMetaData},
+    {"-RegisterGetDateLastAccessedFunction", ZbGroup::LastAccessed},
+    {"-RegisterAsciiValueToTextFunction", ZbGroup::AsciiValueToText},
+    {"-RegisterExecuteShellFunction", ZbGroup::ExecuteShell},
+    {"-RegisterCopyFolderFunction", ZbGroup::CopyFolder},
 };
 
 // The settings switches: every one present is applied in order, and the last one sets the result.
@@ -114,11 +114,5 @@ fmx::errcode ZbFile7_DoControl(short /*functionId*/, const fmx::ExprEnv & /*env*
         }
     }
     XP7_OSErrLToData(code, result);
-    return 0;
-}
-
-fmx::errcode ZbFile7_DoNotAvailable(short /*functionId*/, const fmx::ExprEnv & /*env*/,
-                                    const fmx::DataVect & /*parameters*/, fmx::Data &result) {
-    XP7_OSErrLToData(kZbErrNotAvailable, result);
     return 0;
 }

@@ -5,7 +5,7 @@
 #include <new>
 
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/results.h"
 #include "plugin/strings.h"
 
@@ -13,98 +13,46 @@ namespace {
 
 struct ZbFunctionEntry {
     short id;
+    ZbGroup group;
     short minParameters;
     short maxParameters;
     ZbHandler handler;
 };
 
-
-// The main table in registration order. The order is not that of the ids, and it is visible:
-// registration stops at the first entry the host refuses.
-constexpr ZbFunctionEntry kMainTable[] = {
-    {4201, 2, 2, ZbFile7_DoAppendContents},  // AppendContents
-    {4202, 1, 3, ZbFile7_DoContentsDialog},  // ContentsDialog
-    {4203, 1, 2, ZbFile7_DoControl},  // Control
-    {4204, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertFromFMText
-    {4205, 2, 2, ZbFile7_DoConvertFromFMText_ToFMText},  // ConvertToFMText
-    {4210, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // CopyFile
-    {4211, 2, 2, ZbFile7_DoCreateFile},  // CreateFile
-    {4212, 2, 2, ZbFile7_DoCreateFolder},  // CreateFolder
-    {4284, 2, 2, ZbFile7_DoCreateThumbnail},  // CreateThumbnail
-    {4213, 2, 2, ZbFile7_DoDeleteFile},  // DeleteFile
-    {4214, 2, 2, ZbFile7_DoDeleteFolder},  // DeleteFolder
-    {4215, 2, 2, ZbFile7_DoDiskInfo},  // DiskInfo
-    {4216, 2, 2, ZbFile7_DoExists},  // Exists
-    {4220, 2, 2, ZbFile7_DoFileSpecToFullPath},  // FileSpecToFullPath
-    {4221, 1, 1, ZbFile7_DoFindFolder},  // FindFolder
-    {4222, 2, 2, ZbFile7_DoFullPathToFileSpec},  // FullPathToFileSpec
-    {4223, 2, 4, ZbFile7_DoGetContents},  // GetContents
-    {4224, 2, 2, ZbFile7_DoGetFileSize},  // GetFileSize (data fork)
-    {4230, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateCreated
-    {4231, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetDateModified
-    {4232, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimestampCreated
-    {4233, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimestampModified
-    {4234, 2, 2, ZbFile7_DoGetFileAttribute},  // GetFileAttribute
-    {4240, 2, 2, ZbFile7_DoGetFileCreatorOrType},  // GetFileCreator
-    {4241, 2, 2, ZbFile7_DoGetFileSize},  // GetFileSizeTotal
-    {4242, 2, 2, ZbFile7_DoGetFileCreatorOrType},  // GetFileType
-    {4243, 1, 3, ZbFile7_DoGetPathTo},  // GetPathTo
-    {4244, 2, 2, ZbFile7_DoGetFileSize},  // GetResourceForkSize
-    {4250, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeCreated
-    {4251, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},  // GetTimeModified
-    {4252, 2, 3, ZbFile7_DoLaunch},  // Launch
-    {4253, 1, 1, ZbFile7_DoListDisks},  // ListDisks
-    {4254, 2, 2, ZbFile7_DoListFolder},  // ListFolder
-    {4260, 2, 2, ZbFile7_DoMetaData},  // MetaData
-    {4261, 4, 6, ZbFile7_DoMountDisk},  // MountDisk
-    {4262, 3, 3, ZbFile7_DoCopyFile_DoMoveFile},  // MoveFile
-    {4263, 2, 3, ZbFile7_DoReferenceToClip},  // ReferenceToClip
-    {4264, 2, 4, ZbFile7_DoSaveFileDialog},  // SaveFileDialog
-    {4270, 3, 3, ZbFile7_DoSearch},   // Search
-    {4271, 2, 3, ZbFile7_DoSelectFileDialog},  // SelectFileDialog
-    {4272, 2, 3, ZbFile7_DoSelectFolderDialog},  // SelectFolderDialog
-    {4273, 2, 2, ZbFile7_DoSetContents},  // SetContents
-    {4274, 2, 2, ZbFile7_DoSetDefaultCreator},  // SetDefaultCreator
-    {4280, 2, 2, ZbFile7_DoSetDefaultFileSpec},  // SetDefaultFileSpec
-    {4281, 2, 2, ZbFile7_DoSetDefaultType},  // SetDefaultType
-    {4282, 2, 4, ZbFile7_DoSetFileAttribute},  // SetFileAttribute
-    {4285, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampCreated
-    {4286, 3, 3, ZbFile7_DoSetTimestampCreatedOrModified},  // SetTimestampModified
-    {4283, 5, 5, ZbFile7_DoSubstitute},  // Substitute
-    {4290, 2, 2, ZbFile7_DoUnmountDisk},  // UnmountDisk
-};
-static_assert(std::size(kMainTable) == 50);
-
-struct ZbGroup {
-    short group;
-    ZbFunctionEntry functions[3];
-    int count;
+// Every function, in the order of plugin/functions.def, which is the registration order of the
+// main group: it is not that of the ids, and it is visible, as registration stops at the first
+// function the host refuses.
+constexpr ZbFunctionEntry kFunctions[] = {
+#define ZB_FUNCTION(id, name, group, minimum, maximum, handler, signature) \
+    {id, ZbGroup::group, minimum, maximum, handler},
+#include "plugin/functions.def"
+#undef ZB_FUNCTION
 };
 
-constexpr ZbGroup kGroups[] = {
-    {kZbGroupSetMetaData, {{4287, 4, 4, ZbFile7_DoSetMetaData}}, 1},
-    {kZbGroupLastAccessed,
-     {{4291, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},
-      {4292, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed},
-      {4293, 2, 2, ZbFile7_DoGetDateCreatedModifiedAccessed}},
-     3},
-    {kZbGroupAsciiValueToText, {{4294, 2, 3, ZbFile7_DoAsciiValueToText}}, 1},
-    {kZbGroupExecuteShell, {{4295, 2, 2, ZbFile7_DoExecuteShell}}, 1},
-    {kZbGroupCopyFolder, {{4296, 3, 3, ZbFile7_DoCopyFolder_DoMoveFolder}}, 1},
-};
-
-// One flag per group, set after its registration attempt and never cleared.
-bool gExtraRegistered[std::size(kGroups)] = {};
-
-constexpr short kFirstFunctionId = 4201;
+constexpr short kFirstFunctionId = kZbFnAppendContents;
 constexpr unsigned kFunctionSlots = 96;  // ids 4201 to 4296
+
+// Each id once; the Version functions 0 and 1, every other one within the slots.
+constexpr bool IdsAreSound() {
+    for (size_t a = 0; a < std::size(kFunctions); ++a) {
+        const short id = kFunctions[a].id;
+        if ((kFunctions[a].group == ZbGroup::Version) != (id == 0 || id == 1)) return false;
+        if (id > 1 && (id < kFirstFunctionId || id >= kFirstFunctionId + short(kFunctionSlots))) return false;
+        for (size_t b = a + 1; b < std::size(kFunctions); ++b)
+            if (kFunctions[b].id == id) return false;
+    }
+    return true;
+}
+static_assert(IdsAreSound(), "a function id is repeated or out of range in plugin/functions.def");
+
+// One flag per optional group, set after its registration attempt and never cleared.
+bool gExtraRegistered[size_t(ZbGroup::CopyFolder) + 1] = {};
 
 // Handler by id - 4201; null for ids no function has.
 constexpr std::array<ZbHandler, kFunctionSlots> MakeRoutes() {
     std::array<ZbHandler, kFunctionSlots> routes{};
-    for (const auto &e : kMainTable) routes[e.id - kFirstFunctionId] = e.handler;
-    for (const auto &g : kGroups)
-        for (int k = 0; k < g.count; ++k) routes[g.functions[k].id - kFirstFunctionId] = g.functions[k].handler;
+    for (const auto &e : kFunctions)
+        if (e.group != ZbGroup::Version) routes[size_t(e.id - kFirstFunctionId)] = e.handler;
     return routes;
 }
 constexpr auto kRoutes = MakeRoutes();
@@ -122,7 +70,8 @@ fmx::errcode ZbRegister(short functionId, short key, short minParameters, short 
 }
 
 fmx::errcode ZbRegister(const ZbFunctionEntry &e) {
-    return ZbRegister(e.id, e.id, e.minParameters, e.maxParameters, kZbFileFunctionFlags);
+    return ZbRegister(e.id, short(ZbStringKeyOf(e.id)), e.minParameters, e.maxParameters,
+                      e.group == ZbGroup::Version ? kZbVersionFunctionFlags : kZbFileFunctionFlags);
 }
 
 void ZbUnregister(short functionId) {
@@ -136,47 +85,47 @@ void ZbUnregister(short functionId) {
 
 }  // namespace
 
-fmx::errcode ZbRegisterExtraFunctions(short functionId) {
+fmx::errcode ZbRegisterExtraFunctions(ZbGroup group) {
+    if (group == ZbGroup::Main || group == ZbGroup::Version) return 0;
     ZbFrameLock lock(gFrameMutex);
-    for (size_t g = 0; g < std::size(kGroups); ++g) {
-        if (kGroups[g].group != functionId) continue;
-        if (gExtraRegistered[g]) return 0;
-        fmx::errcode rc = 0;
-        for (int k = 0; k < kGroups[g].count; ++k) rc = ZbRegister(kGroups[g].functions[k]);
-        gExtraRegistered[g] = true;
-        return rc;
-    }
-    return 0;
+    bool &registered = gExtraRegistered[size_t(group)];
+    if (registered) return 0;
+    fmx::errcode rc = 0;
+    for (const auto &e : kFunctions)
+        if (e.group == group) rc = ZbRegister(e);
+    registered = true;
+    return rc;
 }
 
 void ZbRegisterAllFunctions() {
-    bool mainTableComplete = true;
-    for (const auto &e : kMainTable) {
+    bool mainComplete = true;
+    for (const auto &e : kFunctions) {
+        if (e.group != ZbGroup::Main) continue;
         if (ZbRegister(e) != 0) {
-            mainTableComplete = false;
+            mainComplete = false;
             break;
         }
     }
-    if (mainTableComplete && ZbRegisterExtraFunctions(kZbGroupSetMetaData) == 0)
-        ZbRegisterExtraFunctions(kZbGroupLastAccessed);
-    ZbRegister(0, 9000, 0, 0, kZbVersionFunctionFlags);
-    ZbRegister(1, 9001, 1, 1, kZbVersionFunctionFlags);
+    if (mainComplete && ZbRegisterExtraFunctions(ZbGroup::SetMetaData) == 0)
+        ZbRegisterExtraFunctions(ZbGroup::LastAccessed);
+    for (const auto &e : kFunctions)
+        if (e.group == ZbGroup::Version) ZbRegister(e);
 }
 
 void ZbUnregisterAllFunctions() {
-    // 4296 is left out on purpose: once registered, CopyFolder stays with the host.
-    ZbUnregister(0);
-    ZbUnregister(1);
-    for (const auto &e : kMainTable) ZbUnregister(e.id);
-    for (short id : {4287, 4291, 4292, 4293, 4294, 4295}) ZbUnregister(id);
+    // CopyFolder is left out on purpose: once registered, it stays with the host.
+    for (ZbGroup group : {ZbGroup::Version, ZbGroup::Main, ZbGroup::SetMetaData, ZbGroup::LastAccessed,
+                          ZbGroup::AsciiValueToText, ZbGroup::ExecuteShell})
+        for (const auto &e : kFunctions)
+            if (e.group == group) ZbUnregister(e.id);
 }
 
 fmx::errcode ZbDispatchFunction(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                 fmx::Data &result) {
     ZbHandler handler = nullptr;
-    if (functionId == 0 || functionId == 1) {
+    if (functionId == kZbFnVersionNoParams || functionId == kZbFnVersion) {
         handler = ZbFile7_DoVersion;
-    } else if (functionId == 4203) {
+    } else if (functionId == kZbFnControl) {
         handler = ZbFile7_DoControl;
     } else {
         bool disabled;

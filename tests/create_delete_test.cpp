@@ -12,7 +12,7 @@
 
 #include "platform/system_calls.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -19,7 +19,7 @@
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -17,7 +17,7 @@
 #include "files/paths.h"
 #include "platform/volumes.h"
 #include "plugin/globals.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

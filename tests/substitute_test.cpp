@@ -16,7 +16,7 @@
 #include "files/substitute.h"
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "plugin/handlers.h"
+#include "plugin/functions.h"
 #include "plugin/params.h"
 #include "plugin/results.h"
 #include "text/encoding.h"
