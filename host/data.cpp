@@ -3,14 +3,14 @@
 // A value keeps its native type and the value in that type only. Reading it as another type
 // converts on demand into the record's caches; reading it as its own type answers the stored value
 // itself, so that large texts and containers are never copied just to be looked at.
-#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
+#include "FMWrapper/FMXExtern.h"
 #include "FMWrapper/FMXBinaryData.h"
+#include "FMWrapper/FMXTypes.h"  // QuadChar, which FMXCalcEngine.h uses without declaring it
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
 #include "FMWrapper/FMXDateTime.h"
 #include "FMWrapper/FMXFixPt.h"
 #include "FMWrapper/FMXText.h"
-#include "FMWrapper/FMXTypes.h"
 #include "host/objects.h"
 
 #include <cmath>

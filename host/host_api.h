@@ -10,8 +10,8 @@
 #include <string_view>
 #include <vector>
 
-// FMXExtern.h first: FMXCalcEngine.h needs QuadChar declared, as the host's own headers do.
 #include "FMWrapper/FMXExtern.h"
+#include "FMWrapper/FMXTypes.h"  // QuadChar, which FMXCalcEngine.h uses without declaring it
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
 

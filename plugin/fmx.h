@@ -2,14 +2,14 @@
 #ifndef ZERB_PLUGIN_FMX_H
 #define ZERB_PLUGIN_FMX_H
 
-#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
+#include "FMWrapper/FMXExtern.h"
 #include "FMWrapper/FMXBinaryData.h"
+#include "FMWrapper/FMXTypes.h"  // QuadChar, which FMXCalcEngine.h uses without declaring it
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
 #include "FMWrapper/FMXDateTime.h"
 #include "FMWrapper/FMXFixPt.h"
 #include "FMWrapper/FMXText.h"
 #include "FMWrapper/FMXTextStyle.h"
-#include "FMWrapper/FMXTypes.h"
 
 #endif

@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "FMWrapper/FMXExtern.h"  // before FMXCalcEngine.h, which needs QuadChar
+#include "FMWrapper/FMXExtern.h"
 #include "FMWrapper/FMXBinaryData.h"
+#include "FMWrapper/FMXTypes.h"  // QuadChar, which FMXCalcEngine.h uses without declaring it
 #include "FMWrapper/FMXCalcEngine.h"
 #include "FMWrapper/FMXData.h"
 #include "FMWrapper/FMXDateTime.h"
 #include "FMWrapper/FMXFixPt.h"
 #include "FMWrapper/FMXText.h"
-#include "FMWrapper/FMXTypes.h"
 #include "host/objects.h"
 
 namespace {

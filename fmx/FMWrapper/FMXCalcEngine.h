@@ -10,7 +10,6 @@ class FixPt;
 class DateTime;
 class BinaryData;
 class Data;
-class QuadChar;
 
 class DataVect {
 public:
