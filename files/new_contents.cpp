@@ -34,9 +34,14 @@ long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &source
     return Zb7_PlatformOpenNewFile(contents.folder, contents.temporaryName, contents.fork);
 }
 
+ZbNewContents::~ZbNewContents() {
+    if (!finished) Zb7_PlatformDiscardNewFile(fork);
+}
+
 long Zb7_FinishNewContents(ZbNewContents &contents, long err, const ZbFinderInfo &info) {
     if (err == 0 && contents.inPlace) err = Zb7_PlatformReplaceWith(contents.fork, contents.sourcePath, contents.temporaryName);
     if (err == 0 && !contents.inPlace) err = Zb7_PlatformNameNewFile(contents.fork, contents.folder, contents.name, info);
     if (err) Zb7_PlatformDiscardNewFile(contents.fork);
+    contents.finished = true;
     return err;
 }

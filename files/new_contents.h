@@ -17,6 +17,14 @@ struct ZbNewContents {
     std::string folder, name;  // where a separate destination goes
     std::string temporaryName;
     ZbFork fork;               // the new file, open for writing
+    bool finished = false;     // put in place or discarded by Zb7_FinishNewContents
+
+    ZbNewContents() = default;
+    ZbNewContents(const ZbNewContents &) = delete;
+    ZbNewContents &operator=(const ZbNewContents &) = delete;
+    // Contents never finished (an exception between the beginning and the end, such as the
+    // host's failing allocation) are discarded: the file made for them does not stay, named or not.
+    ~ZbNewContents();
 };
 
 // Opens the file whose contents are to be read and rewritten. Contents follow a symbolic link: a

@@ -13,6 +13,7 @@
 #include <random>
 
 #include "files/fork_io.h"
+#include "files/new_contents.h"
 #include "files/substitute.h"
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
@@ -376,6 +377,29 @@ TEST_F(Substitute, AProcessKilledAtAnyMomentLeavesTheOldOrTheNewContents) {
 // answer is an error, the source is as it was and nothing else is left, or the call went through.
 // A small file, and one large enough to be scanned on a second thread while the call's own
 // thread writes; and a small file changed in place through a symbolic link, which must stay a link.
+// New contents left unfinished by an exception leave no file behind: neither an unnamed one nor,
+// where the file system makes no unnamed files, the temporary file named beside the source.
+TEST_F(Substitute, NewContentsAbandonedByAnExceptionLeaveNothing) {
+    const std::string f = root + "/f";
+    Write(f, "old");
+    for (const bool named : {false, true}) {
+        try {
+            if (named) ZbSysFailCall(1, EOPNOTSUPP);  // no unnamed file: the named fallback
+            fmx::TextUniquePtr source, inPlace;
+            source->Assign(f.c_str(), fmx::Text::kEncoding_UTF8);
+            ZbNewContents contents;
+            const long err = Zb7_BeginNewContents(f, *source, *inPlace, contents);
+            ZbSysFailCall(0, 0);
+            ASSERT_EQ(err, 0);
+            ASSERT_EQ(contents.fork.temporaryPath.empty(), !named);
+            throw std::bad_alloc();
+        } catch (const std::bad_alloc &) {
+        }
+        EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 1) << named;
+        EXPECT_EQ(Contents(f), "old");
+    }
+}
+
 TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
     const std::string f = root + "/f", g = root + "/g", link = root + "/l";
     fmx::ExprEnvUniquePtr env;
