@@ -36,7 +36,7 @@ bool AcceptsLocal(const std::string &path) {
     std::memcpy(address.sun_path, path.data(), path.size());
     if (abstract) address.sun_path[0] = '\0';
     const socklen_t length = socklen_t(offsetof(struct sockaddr_un, sun_path) + path.size() + (abstract ? 0 : 1));
-    const ZbDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const ZbUniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (socket.fd < 0) return false;
     int rc;
     while ((rc = connect(socket.fd, reinterpret_cast<const struct sockaddr *>(&address), length)) != 0 && errno == EINTR) {
@@ -53,7 +53,7 @@ bool AcceptsTCP(const std::string &host, int port) {
     if (getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found) != 0) return false;
     const std::unique_ptr<struct addrinfo, decltype(&freeaddrinfo)> addresses(found, freeaddrinfo);
     for (const struct addrinfo *a = found; a; a = a->ai_next) {
-        const ZbDescriptor socket(::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol));
+        const ZbUniqueFd socket(::socket(a->ai_family, a->ai_socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, a->ai_protocol));
         if (socket.fd < 0) continue;
         if (connect(socket.fd, a->ai_addr, a->ai_addrlen) == 0) return true;
         if (errno != EINPROGRESS) continue;
@@ -161,7 +161,7 @@ struct ZbZenityRun {
 // environment, collecting what it prints on both outputs until it closes them.
 ZbZenityRun RunZenity(const std::vector<std::string> &arguments, const std::vector<std::string> *environment) {
     ZbZenityRun run;
-    ZbDescriptor readEnd, writeEnd, messagesRead, messagesWrite;
+    ZbUniqueFd readEnd, writeEnd, messagesRead, messagesWrite;
     if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0 || Zb7_PlatformMakePipe(messagesRead, messagesWrite) != 0)
         return run;
     ZbSpawnRequest request;

@@ -65,7 +65,7 @@ namespace {
 // given, the password on a second pipe whose number goes in PASSWD_FD. The exit status, or -1 when
 // it could not start.
 int RunHelper(const std::vector<std::string> &args, const std::string &input, const std::string *password) {
-    ZbDescriptor inRead, inWrite, secretRead, secretWrite;
+    ZbUniqueFd inRead, inWrite, secretRead, secretWrite;
     if (Zb7_PlatformMakePipe(inRead, inWrite) != 0) return -1;
     if (password && Zb7_PlatformMakePipe(secretRead, secretWrite) != 0) return -1;
     std::vector<std::string> env;

@@ -15,6 +15,7 @@
 
 #include "platform/errors.h"
 #include "platform/file_system.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -27,25 +28,10 @@ long MissingItemError(const std::string &path) {
     return stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? -43 : -120;
 }
 
-}  // namespace
-
-namespace {
-
-// Closes a descriptor when it goes out of scope.
-struct ZbFd {
-    int fd;
-    explicit ZbFd(int f) : fd(f) {}
-    ZbFd(const ZbFd &) = delete;
-    ZbFd &operator=(const ZbFd &) = delete;
-    ~ZbFd() {
-        if (fd >= 0) close(fd);
-    }
-};
-
 // The inode generation of a folder, read through a descriptor of its own (an O_PATH descriptor
 // cannot be asked); 0 when the file system keeps none or the folder cannot be opened.
 uint64_t FolderGeneration(int dirFd, const char *path, int extraFlags) {
-    const ZbFd folder(openat(dirFd, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | extraFlags));
+    const ZbUniqueFd folder(openat(dirFd, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | extraFlags));
     int generation = 0;
     if (folder.fd < 0 || ioctl(folder.fd, FS_IOC_GETVERSION, &generation) != 0) return 0;
     return uint64_t(uint32_t(generation));
@@ -78,7 +64,7 @@ long Zb7_PlatformGetNodeInfo(const std::string &path, bool follow, ZbNodeInfo &i
 
 long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::string &realPath) {
     info = {};
-    const ZbFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const ZbUniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (folder.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : Zb7_ErrnoToOSErr(errno);
     if (const int error = StatNode(folder.fd, "", AT_EMPTY_PATH, info)) return Zb7_ErrnoToOSErr(error);
     // The kernel knows the path the descriptor was opened at; without /proc, resolve it again.

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/unique_fd.h"
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
@@ -20,27 +21,6 @@
 
 namespace {
 
-// Closes its descriptor when it goes out of scope.
-struct ZbFd {
-    int fd = -1;
-    ZbFd() = default;
-    explicit ZbFd(int f) : fd(f) {}
-    ZbFd(ZbFd &&other) noexcept : fd(other.fd) { other.fd = -1; }
-    ZbFd &operator=(ZbFd &&other) noexcept {
-        if (this != &other) {
-            Reset(other.fd);
-            other.fd = -1;
-        }
-        return *this;
-    }
-    ZbFd(const ZbFd &) = delete;
-    ZbFd &operator=(const ZbFd &) = delete;
-    ~ZbFd() { Reset(); }
-    void Reset(int f = -1) {
-        if (fd >= 0) close(fd);
-        fd = f;
-    }
-};
 
 long ErrorOf(int error) { return Zb7_ErrnoToOSErr(error); }
 
@@ -99,7 +79,7 @@ bool IsFolderEntry(int folderFd, const ZbEntry &e) {
 constexpr size_t kOpenFolders = 32;
 
 struct ZbSide {
-    ZbFd fd;
+    ZbUniqueFd fd;
     dev_t device = 0;
     ino_t inode = 0;
 };
@@ -115,7 +95,7 @@ long Identify(ZbSide &side) {
 // Opens the parent again from its child's descriptor, unless it is still open.
 long Reopen(ZbSide &parent, const ZbSide &child) {
     if (parent.fd.fd >= 0) return 0;
-    ZbFd fd(openat(child.fd.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd fd(openat(child.fd.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.fd < 0) return ErrorOf(errno);
     struct stat st;
     if (fstat(fd.fd, &st) != 0) return ErrorOf(errno);
@@ -136,7 +116,7 @@ struct ZbDeleteFrame {
 // Deletes everything inside the open folder, and the folder itself from `parentFd` by `name`.
 long DeleteTreeAt(int parentFd, const std::string &name) {
     std::vector<ZbDeleteFrame> stack(1);
-    stack[0].folder.fd = ZbFd(OpenFolderAt(parentFd, name.c_str()));
+    stack[0].folder.fd = ZbUniqueFd(OpenFolderAt(parentFd, name.c_str()));
     if (stack[0].folder.fd.fd < 0) return errno == ENOTDIR || errno == ELOOP ? -120 : ErrorOf(errno);
     if (const long err = Identify(stack[0].folder)) return err;
     if (const long err = ReadEntries(stack[0].folder.fd.fd, stack[0].entries)) return err;
@@ -152,7 +132,7 @@ long DeleteTreeAt(int parentFd, const std::string &name) {
             }
             ZbDeleteFrame child;
             child.name = e.name;
-            child.folder.fd = ZbFd(OpenFolderAt(top.folder.fd.fd, e.name.c_str()));
+            child.folder.fd = ZbUniqueFd(OpenFolderAt(top.folder.fd.fd, e.name.c_str()));
             if (child.folder.fd.fd < 0) {
                 if (errno == ENOENT) continue;
                 return ErrorOf(errno);
@@ -259,9 +239,9 @@ long CopyFileContents(int in, int out, const struct stat &st) {
 // have it): a file, a symbolic link, or a special file.
 long CopyLeaf(int inDir, const char *inName, const struct stat &st, int outDir, const char *name) {
     if (S_ISREG(st.st_mode)) {
-        ZbFd in(OpenToRead(inDir, inName, 0));
+        ZbUniqueFd in(OpenToRead(inDir, inName, 0));
         if (in.fd < 0) return ErrorOf(errno);
-        ZbFd out(ZbSys_openat(outDir, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        ZbUniqueFd out(ZbSys_openat(outDir, name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (out.fd < 0) return ErrorOf(errno);
         return CopyFileContents(in.fd, out.fd, st);
     }
@@ -299,7 +279,7 @@ long FinishFolder(ZbCopyFrame &frame) {
 
 // Copies everything in the folder `in` into the new, empty folder `out`, then the folder's own
 // attributes.
-long CopyTreeInto(ZbFd in, ZbFd out, const struct stat &st) {
+long CopyTreeInto(ZbUniqueFd in, ZbUniqueFd out, const struct stat &st) {
     std::vector<ZbCopyFrame> stack(1);
     stack[0].in.fd = std::move(in);
     stack[0].out.fd = std::move(out);
@@ -321,10 +301,10 @@ long CopyTreeInto(ZbFd in, ZbFd out, const struct stat &st) {
             ZbCopyFrame frame;
             frame.name = name;
             frame.st = child;
-            frame.in.fd = ZbFd(OpenFolderAt(top.in.fd.fd, name.c_str()));
+            frame.in.fd = ZbUniqueFd(OpenFolderAt(top.in.fd.fd, name.c_str()));
             if (frame.in.fd.fd < 0) return ErrorOf(errno);
             if (ZbSys_mkdirat(top.out.fd.fd, name.c_str(), 0700) != 0) return ErrorOf(errno);
-            frame.out.fd = ZbFd(OpenFolderAt(top.out.fd.fd, name.c_str()));
+            frame.out.fd = ZbUniqueFd(OpenFolderAt(top.out.fd.fd, name.c_str()));
             if (frame.out.fd.fd < 0) return ErrorOf(errno);
             if (const long err = Identify(frame.in)) return err;
             if (const long err = Identify(frame.out)) return err;
@@ -365,7 +345,7 @@ struct ZbOwner {
 bool ProcessStart(unsigned long long pid, unsigned long long &start) {
     char path[64];
     snprintf(path, sizeof path, "/proc/%llu/stat", pid);
-    const ZbFd fd(open(path, O_RDONLY | O_CLOEXEC));
+    const ZbUniqueFd fd(open(path, O_RDONLY | O_CLOEXEC));
     if (fd.fd < 0) return false;
     char text[1024];
     const ssize_t n = read(fd.fd, text, sizeof text - 1);
@@ -427,7 +407,7 @@ void RemoveLeftovers(int dirFd) {
 // out of like any folder).
 long IsSameOrInside(int dirFd, dev_t device, ino_t inode, bool &inside) {
     inside = false;
-    ZbFd current(openat(dirFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd current(openat(dirFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (current.fd < 0) return ErrorOf(errno);
     struct stat st;
     if (fstat(current.fd, &st) != 0) return ErrorOf(errno);
@@ -436,7 +416,7 @@ long IsSameOrInside(int dirFd, dev_t device, ino_t inode, bool &inside) {
             inside = true;
             return 0;
         }
-        ZbFd parent(openat(current.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        ZbUniqueFd parent(openat(current.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (parent.fd < 0) return ErrorOf(errno);
         struct stat up;
         if (fstat(parent.fd, &up) != 0) return ErrorOf(errno);
@@ -484,7 +464,7 @@ void RemoveTemporary(int dirFd, const std::string &temp, bool folder) {
 // A file copied into an unnamed file that is linked into place only once complete, so that no
 // name ever shows a part of it. False when the file system has no unnamed files.
 bool CopyFileUnnamed(int in, const struct stat &st, int dirFd, const std::string &name, long &err) {
-    ZbFd out(ZbSys_openat(dirFd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
+    ZbUniqueFd out(ZbSys_openat(dirFd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600));
     if (out.fd < 0) {
         if (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL) return false;
         err = ErrorOf(errno);
@@ -503,7 +483,7 @@ bool CopyFileUnnamed(int in, const struct stat &st, int dirFd, const std::string
 }  // namespace
 
 long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, const ZbFinderInfo &info) {
-    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
     const bool withInfo = info.bytes != ZbFinderInfo{}.bytes;
     const auto setInfo = [&](int fd) {
@@ -513,7 +493,7 @@ long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, 
         return ErrorOf(errno);
     };
     if (withInfo) {
-        ZbFd file(ZbSys_openat(dir.fd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+        ZbUniqueFd file(ZbSys_openat(dir.fd, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
         if (file.fd >= 0) {
             if (const long err = setInfo(file.fd)) return err;
             const std::string self = "/proc/self/fd/" + std::to_string(file.fd);
@@ -524,7 +504,7 @@ long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, 
         }
     }
     // Without unnamed files: made by name, and removed again if its information cannot be set.
-    ZbFd file(ZbSys_openat(dir.fd, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    ZbUniqueFd file(ZbSys_openat(dir.fd, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.fd < 0) return ErrorOf(errno);
     if (const long err = setInfo(file.fd)) {
         unlinkat(dir.fd, name.c_str(), 0);
@@ -534,7 +514,7 @@ long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, 
 }
 
 long Zb7_PlatformCreateFolder(const std::string &folder, const std::string &name) {
-    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
     if (ZbSys_mkdirat(dir.fd, name.c_str(), 0777) != 0) return ErrorOf(errno);
     return 0;
@@ -550,7 +530,7 @@ long Zb7_PlatformDeleteItem(const std::string &path) {
 long Zb7_PlatformDeleteTree(const std::string &path) {
     std::string folder, name;
     SplitPath(path, folder, name);
-    ZbFd parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (parent.fd < 0) return ErrorOf(errno);
     return DeleteTreeAt(parent.fd, name);
 }
@@ -558,18 +538,18 @@ long Zb7_PlatformDeleteTree(const std::string &path) {
 long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, const std::string &name) {
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
-    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
     std::string sourceFolder, sourceName;
     SplitPath(source, sourceFolder, sourceName);
-    ZbFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (inDir.fd < 0) return ErrorOf(errno);
     // A copy inside its own folder would walk into itself without end.
     if (const long err = RefuseInsideItself(dir.fd, st)) return err;
     RemoveLeftovers(dir.fd);
 
     if (S_ISREG(st.st_mode)) {
-        ZbFd in(OpenToRead(inDir.fd, sourceName.c_str(), 0));
+        ZbUniqueFd in(OpenToRead(inDir.fd, sourceName.c_str(), 0));
         if (in.fd < 0) return ErrorOf(errno);
         long err = 0;
         if (CopyFileUnnamed(in.fd, st, dir.fd, name, err)) return err;
@@ -587,8 +567,8 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
     }
     if (err) return err;
     if (folderCopy) {
-        ZbFd in(OpenFolderAt(inDir.fd, sourceName.c_str()));
-        ZbFd out(OpenFolderAt(dir.fd, temp.c_str()));
+        ZbUniqueFd in(OpenFolderAt(inDir.fd, sourceName.c_str()));
+        ZbUniqueFd out(OpenFolderAt(dir.fd, temp.c_str()));
         err = in.fd < 0 || out.fd < 0 ? ErrorOf(errno) : CopyTreeInto(std::move(in), std::move(out), st);
     }
     if (err == 0) err = ClaimName(dir.fd, temp, name, folderCopy);
@@ -597,7 +577,7 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
 }
 
 long Zb7_PlatformMoveItem(const std::string &source, const std::string &folder, const std::string &name) {
-    ZbFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/unique_fd.h"
+
 enum ZbEntryKind : unsigned char {
     kZbEntryFile,    // a file, or a device, pipe or socket
     kZbEntryFolder,
@@ -21,16 +23,9 @@ struct ZbFolderEntry {
 };
 
 // An open folder, closed when it goes out of scope.
-struct ZbFolderHandle {
-    int fd = -1;
+struct ZbFolderHandle : ZbUniqueFd {
     uint64_t mountId = 0;  // the mount it lies on
-    ZbFolderHandle() = default;
-    ZbFolderHandle(ZbFolderHandle &&other) noexcept : fd(other.fd), mountId(other.mountId) { other.fd = -1; }
-    ZbFolderHandle &operator=(ZbFolderHandle &&other) noexcept;
-    ZbFolderHandle(const ZbFolderHandle &) = delete;
-    ZbFolderHandle &operator=(const ZbFolderHandle &) = delete;
-    ~ZbFolderHandle();
-    void Close();
+    void Close() { Reset(); }
 };
 
 // The folder at an absolute path (symbolic links on the way followed). -120 when the path leads

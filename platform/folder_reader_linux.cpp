@@ -60,23 +60,6 @@ int OpenBeneath(int base, const std::string &relative) {
 
 }  // namespace
 
-ZbFolderHandle &ZbFolderHandle::operator=(ZbFolderHandle &&other) noexcept {
-    if (this != &other) {
-        Close();
-        fd = other.fd;
-        mountId = other.mountId;
-        other.fd = -1;
-    }
-    return *this;
-}
-
-ZbFolderHandle::~ZbFolderHandle() { Close(); }
-
-void ZbFolderHandle::Close() {
-    if (fd >= 0) close(fd);
-    fd = -1;
-}
-
 long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder) {
     folder.Close();
     const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -9,17 +9,13 @@
 #include <string>
 
 #include "platform/finder_info.h"
+#include "platform/unique_fd.h"
 
 // An open fork; closed when it goes out of scope.
-struct ZbFork {
-    int fd = -1;
-    // A file made by Zb7_PlatformOpenNewBeside where the file system has no unnamed files: the
+struct ZbFork : ZbUniqueFd {
+    // A file made by Zb7_PlatformOpenNewFile where the file system has no unnamed files: the
     // name it already has, removed again if it is never put in place.
     std::string temporaryPath;
-    ZbFork() = default;
-    ZbFork(const ZbFork &) = delete;
-    ZbFork &operator=(const ZbFork &) = delete;
-    ~ZbFork();
 };
 
 // -43 for a missing file, -1302 for a folder or anything else that is not a regular file (a

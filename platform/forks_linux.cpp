@@ -18,10 +18,6 @@
 #include "platform/item_metadata_linux.h"
 #include "platform/system_calls.h"
 
-ZbFork::~ZbFork() {
-    if (fd >= 0) close(fd);
-}
-
 long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork) {
     // Opened without waiting: a named pipe would hold the call until a writer came, and a device
     // may never end. Only a regular file has contents to read or write here.

@@ -22,7 +22,7 @@ constexpr const char *kOpenerScript = "( xdg-open \"$1\" 3>&- ; echo \"$?\" >&3 
 
 long Zb7_PlatformOpenItem(const std::string &path) {
     if (!Zb7_PlatformProgramExists("xdg-open")) return kErrNoApplication;
-    ZbDescriptor readEnd, writeEnd;
+    ZbUniqueFd readEnd, writeEnd;
     if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0) return kErrNoApplication;
     ZbSpawnRequest request;
     request.arguments = {"/bin/sh", "-c", kOpenerScript, "sh", path};

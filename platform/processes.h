@@ -10,22 +10,12 @@
 #include <string>
 #include <vector>
 
-// Closes its descriptor when it goes out of scope.
-struct ZbDescriptor {
-    int fd = -1;
-    ZbDescriptor() = default;
-    explicit ZbDescriptor(int f) : fd(f) {}
-    ZbDescriptor(ZbDescriptor &&other) noexcept : fd(other.fd) { other.fd = -1; }
-    ZbDescriptor &operator=(ZbDescriptor &&other) noexcept;
-    ZbDescriptor(const ZbDescriptor &) = delete;
-    ZbDescriptor &operator=(const ZbDescriptor &) = delete;
-    ~ZbDescriptor() { Reset(); }
-    void Reset(int f = -1);
-};
+#include "platform/unique_fd.h"
+
 
 // A pipe whose ends are closed on exec in this process (the child receives an end only through
 // ZbSpawnRequest). errno value, 0 on success.
-int Zb7_PlatformMakePipe(ZbDescriptor &readEnd, ZbDescriptor &writeEnd);
+int Zb7_PlatformMakePipe(ZbUniqueFd &readEnd, ZbUniqueFd &writeEnd);
 
 struct ZbSpawnRequest {
     std::vector<std::string> arguments;                     // the program (looked for on the PATH) and its arguments

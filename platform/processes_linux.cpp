@@ -18,20 +18,7 @@
 
 extern char **environ;
 
-ZbDescriptor &ZbDescriptor::operator=(ZbDescriptor &&other) noexcept {
-    if (this != &other) {
-        Reset(other.fd);
-        other.fd = -1;
-    }
-    return *this;
-}
-
-void ZbDescriptor::Reset(int f) {
-    if (fd >= 0) close(fd);
-    fd = f;
-}
-
-int Zb7_PlatformMakePipe(ZbDescriptor &readEnd, ZbDescriptor &writeEnd) {
+int Zb7_PlatformMakePipe(ZbUniqueFd &readEnd, ZbUniqueFd &writeEnd) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return errno;
     readEnd.Reset(ends[0]);
@@ -208,7 +195,7 @@ void DrainPipe(int fd, std::string &output, size_t limit) {
 int Zb7_PlatformRunProgram(const std::vector<std::string> &arguments, long timeoutMilliseconds, size_t outputLimit,
                            std::string &output, ZbProgramOutcome &outcome) {
     outcome = {};
-    ZbDescriptor readEnd, writeEnd;
+    ZbUniqueFd readEnd, writeEnd;
     if (const int error = Zb7_PlatformMakePipe(readEnd, writeEnd)) return error;
     ZbSpawnRequest request;
     request.arguments = arguments;

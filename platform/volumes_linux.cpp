@@ -22,22 +22,12 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "platform/unique_fd.h"
 #include "platform/kernel_calls_linux.h"
 #include "platform/volumes.h"
 
 namespace {
 
-struct Fd {
-    int fd = -1;
-    Fd() = default;
-    Fd(const Fd &) = delete;
-    Fd &operator=(const Fd &) = delete;
-    ~Fd() { Reset(); }
-    void Reset(int newFd = -1) {
-        if (fd >= 0) close(fd);
-        fd = newFd;
-    }
-};
 
 int OpenMountInfo() { return open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC); }
 
@@ -180,7 +170,7 @@ std::string UnescapeLabel(const std::string &s) {
 
 // The device the root file system is mounted from (the visible, i.e. last, entry for "/").
 std::string RootDevice() {
-    Fd file;
+    ZbUniqueFd file;
     file.Reset(OpenMountInfo());
     std::string text;
     if (file.fd < 0 || !ReadAll(file.fd, text)) return {};
@@ -316,7 +306,7 @@ struct Entry {
 
 struct Table {
     std::mutex mutex;
-    Fd mountInfo;
+    ZbUniqueFd mountInfo;
     unsigned openedIn = ~0u;  // the process generation that opened mountInfo
     bool stale = true;         // the mount table changed since it was last read
     bool mountsKnown = false;  // false when /proc could not be read: only the startup volume

@@ -30,14 +30,22 @@ constexpr ZbFunctionEntry kFunctions[] = {
 };
 
 constexpr short kFirstFunctionId = kZbFnAppendContents;
-constexpr unsigned kFunctionSlots = 96;  // ids 4201 to 4296
 
-// Each id once; the Version functions 0 and 1, every other one within the slots.
+constexpr short LastFunctionId() {
+    short last = 0;
+    for (const auto &e : kFunctions) last = e.id > last ? e.id : last;
+    return last;
+}
+// Routes for every id from the first to the last; the ids between that no function has route
+// nowhere.
+constexpr unsigned kFunctionSlots = unsigned(LastFunctionId() - kFirstFunctionId + 1);
+
+// Each id once; 0 and 1 for the Version functions only, every other id from the first on.
 constexpr bool IdsAreSound() {
     for (size_t a = 0; a < std::size(kFunctions); ++a) {
         const short id = kFunctions[a].id;
         if ((kFunctions[a].group == ZbGroup::Version) != (id == 0 || id == 1)) return false;
-        if (id > 1 && (id < kFirstFunctionId || id >= kFirstFunctionId + short(kFunctionSlots))) return false;
+        if (id > 1 && id < kFirstFunctionId) return false;
         for (size_t b = a + 1; b < std::size(kFunctions); ++b)
             if (kFunctions[b].id == id) return false;
     }
