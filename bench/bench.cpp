@@ -24,10 +24,10 @@
 #include <string>
 #include <vector>
 
-#include "files/paths.h"
+#include "filecore/paths.h"
 #include "platform/volumes.h"
-#include "plugin/fmx.h"
-#include "plugin/globals.h"
+#include "fmx/fmx.h"
+#include "core/globals.h"
 #include "text/charsets.h"
 #include "text/codecs.h"
 #include "text/encoding.h"

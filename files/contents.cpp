@@ -4,34 +4,34 @@
 #include <new>
 #include <string>
 
-#include "files/fork_io.h"
-#include "files/paths.h"
+#include "filecore/fork_io.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/forks.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 #include "text/line_ends.h"
 
 namespace {
 
 constexpr size_t kMaxNameLength = 63;
-constexpr long kErrNegativeRange = -4241;
 
 // An optional offset or length parameter: its number as an unsigned 32-bit value; a value that is
 // negative as a signed 32-bit number is refused.
 long RangeParameter(const fmx::DataVect &parameters, unsigned long index, uint32_t &value) {
     if (index >= parameters.Size()) return 0;
     value = uint32_t(parameters.AtAsNumber(fmx::uint32(index)).AsLong64());
-    return int32_t(value) < 0 ? kErrNegativeRange : 0;
+    return int32_t(value) < 0 ? kZbErrNegativeRange : kNoErr;
 }
 
 long GetContents(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
     unsigned long cursor = 0;
-    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kZbErrParameter;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kParamErr;
     const ZbTextEncoding encoding = XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
     FSSpec ref;
     if (const long err = XP7_TxtToItem(*path, ref, kMaxNameLength)) return err;
@@ -51,7 +51,7 @@ long TextToBytes(const fmx::TextUniquePtr &text, ZbTextEncoding encoding, std::s
     try {
         bytes.resize(limit);
     } catch (const std::bad_alloc &) {
-        return -108;
+        return kMemFullErr;
     }
     unsigned long length = 0;
     XP7_TxtToBlock(text, encoding, limit, reinterpret_cast<unsigned char *>(bytes.data()), &length);
@@ -69,7 +69,7 @@ long XP7_WriteTxtToDefaultFile(const fmx::TextUniquePtr &text, ZbTextEncoding en
         target = gDefaultFSSpec;
     }
     std::string path;
-    if (ZbIsClearedFSSpec(target)) return kZbErrNotFound;  // no default file was set
+    if (ZbIsClearedFSSpec(target)) return kFnfErr;  // no default file was set
     if (const long err = Zb7_FSSpecToPOSIXPath(target, path)) return err;
     ZbFork fork;
     if (const long err = Zb7_PlatformOpenDataFork(path, true, fork)) return err;
@@ -83,7 +83,7 @@ long XP7_WriteTxtToDefaultFile(const fmx::TextUniquePtr &text, ZbTextEncoding en
 }
 
 long WriteContents(const fmx::DataVect &parameters, bool append) {
-    if (parameters.Size() < 2) return kZbErrParameter;
+    if (parameters.Size() < 2) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);

@@ -2,23 +2,22 @@
 // full by the caller. Nothing is ever overwritten, and a copy is whole or absent.
 #include <string>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 
 constexpr size_t kMaxNameLength = 255;
-constexpr long kErrNotAFolder = -1407;
-constexpr long kErrIsAFolder = -1302;
 
 // Both handlers: resolve the source, find the destination's folder and name, then copy or move.
 long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHandler) {
-    if (parameters.Size() < 3) return kZbErrParameter;
+    if (parameters.Size() < 3) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr sourceText, destinationText;
@@ -31,7 +30,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(sourceRef, source, info)) return err;
     if (folderHandler) {
-        if (!info.isFolder) return kErrNotAFolder;
+        if (!info.isFolder) return kNotAFolderErr;
         Zb7_CheckAndRemoveEndSeparatorTxt(destinationText);
     }
     FSSpec folderRef;
@@ -42,7 +41,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
     const bool copy = folderHandler ? functionId == kZbFnCopyFolder : functionId == kZbFnCopyFile;
     if (!copy) return Zb7_PlatformMoveItem(source, folder, name);
     // The classic copy takes single files only; the copy is made the same safe way.
-    if (!folderHandler && XP_HasSwitch(switches, "-UseClassicCopyFunction") && info.isFolder) return kErrIsAFolder;
+    if (!folderHandler && XP_HasSwitch(switches, "-UseClassicCopyFunction") && info.isFolder) return kNotAFileErr;
     return Zb7_PlatformCopyItem(source, folder, name);
 }
 

@@ -1,21 +1,21 @@
 // CreateFile, CreateFolder, DeleteFile and DeleteFolder.
 #include <string>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
 #include "platform/dialogs.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
 #include "platform/finder_info.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 
 constexpr size_t kMaxNameLength = 255;
-constexpr long kErrNotConfirmed = -1;
 
 bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                          fmx::TextUniquePtr &path) {
@@ -40,7 +40,7 @@ long ExistingItem(const fmx::TextUniquePtr &path, std::string &posix, ZbItemInfo
 long CreateFile(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     ZbFinderInfo info;
     {
         ZbFrameLock lock(gFrameMutex);
@@ -56,7 +56,7 @@ long CreateFile(const fmx::DataVect &parameters) {
 long CreateFolder(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     Zb7_CheckAndRemoveEndSeparatorTxt(path);  // a folder's path may end in its separator
     std::string folder, name;
     if (const long err = NewItemPlace(path, folder, name)) return err;
@@ -66,7 +66,7 @@ long CreateFolder(const fmx::DataVect &parameters) {
 long DeleteFile(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     std::string posix;
     ZbItemInfo info;
     if (const long err = ExistingItem(path, posix, info)) return err;
@@ -76,21 +76,21 @@ long DeleteFile(const fmx::DataVect &parameters) {
 long DeleteFolder(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     const bool deleteAll = XP_HasSwitch(switches, "-deleteAllSubFoldersAndAllContents");
     const bool warn = !XP_HasSwitch(switches, "noWarning");
-    if (path->GetSize() == 0) return kZbErrParameter;
+    if (path->GetSize() == 0) return kParamErr;
     std::string posix;
     ZbItemInfo info;
-    if (const long err = ExistingItem(path, posix, info)) return err == kZbErrNotFound ? kZbErrBadPath : err;
-    if (!info.isFolder) return kZbErrFolderNotFound;  // a file, or a link to a folder
+    if (const long err = ExistingItem(path, posix, info)) return err == kFnfErr ? kBdNamErr : err;
+    if (!info.isFolder) return kDirNFErr;  // a file, or a link to a folder
     if (!deleteAll) return Zb7_PlatformDeleteItem(posix);
     if (warn) {
         const std::string name = posix.substr(posix.rfind('/') + 1);
         const std::string message = "Do you really want to delete the folder \"" + name +
                                     "\" and its contents? All its files and subdirectories will be deleted. "
                                     "This can not be undone.";
-        if (!Zb7_PlatformConfirmDelete(message)) return kErrNotConfirmed;
+        if (!Zb7_PlatformConfirmDelete(message)) return kGeneralErr;
     }
     return Zb7_PlatformDeleteTree(posix);
 }

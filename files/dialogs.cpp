@@ -5,16 +5,17 @@
 #include <string>
 #include <vector>
 
-#include "files/fork_io.h"
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fork_io.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
 #include "platform/dialogs.h"
+#include "platform/errors.h"
 #include "platform/finder_info.h"
 #include "platform/forks.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 #include "text/line_ends.h"
 
@@ -154,7 +155,7 @@ std::string NextNativeString(const fmx::DataVect &parameters, unsigned long &cur
 }
 
 long SelectFileDialog(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
-    if (parameters.Size() < 2) return kZbErrParameter;
+    if (parameters.Size() < 2) return kParamErr;
     unsigned long cursor = 0;
     const std::string switches = NextNativeString(parameters, cursor);
     std::string prompt = NextNativeString(parameters, cursor);
@@ -164,7 +165,7 @@ long SelectFileDialog(const fmx::DataVect &parameters, fmx::TextUniquePtr &text)
 }
 
 long SelectFolderDialog(const fmx::DataVect &parameters, std::string &answer) {
-    if (parameters.Size() < 2) return kZbErrParameter;
+    if (parameters.Size() < 2) return kParamErr;
     unsigned long cursor = 0;
     const std::string switches = NextNativeString(parameters, cursor);
     const std::string prompt = NextNativeString(parameters, cursor);
@@ -178,7 +179,7 @@ long SelectFolderDialog(const fmx::DataVect &parameters, std::string &answer) {
 // "-ReturnFSSpec", the reference text of the folder itself, followed by the name. Nothing is
 // created, and an existing item of that name is not looked at.
 long SaveFileDialog(const fmx::DataVect &parameters, std::string &answer) {
-    if (parameters.Size() < 2) return kZbErrParameter;
+    if (parameters.Size() < 2) return kParamErr;
     unsigned long cursor = 0;
     const std::string switches = NextNativeString(parameters, cursor);
     std::string prompt = NextNativeString(parameters, cursor, fmx::Text::kEncoding_UTF8);

@@ -6,16 +6,13 @@
 #include "files/file_list.h"
 #include "files/search.h"
 #include "platform/disks.h"
+#include "platform/errors.h"
 #include "platform/volumes.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
-
-constexpr long kZbErrTooLong = -5019;  // a name or password longer than its limit
-constexpr long kZbErrClientTooOld = -1066;
-constexpr long kZbErrNotSupported = -1426;
 
 // A C-string parameter of at most 2000 bytes, UTF-8.
 std::string NextString(const fmx::DataVect &parameters, unsigned long &cursor) {
@@ -27,8 +24,8 @@ std::string NextString(const fmx::DataVect &parameters, unsigned long &cursor) {
 // The mounted volume of that name; one trailing ":" is optional.
 long VolumeNamed(std::string name, ZbVolume &volume) {
     if (name.ends_with(':')) name.pop_back();
-    if (name.empty()) return -50;
-    return Zb7_PlatformVolumeByName(name, volume) ? 0 : -35;
+    if (name.empty()) return kParamErr;
+    return Zb7_PlatformVolumeByName(name, volume) ? kNoErr : kNsvErr;
 }
 
 // Files and folders on the volume below its root, never counting into another mount.
@@ -46,7 +43,7 @@ void CountItems(const ZbVolume &volume, uint64_t &files, uint64_t &folders) {
 }
 
 long DiskInfo(const fmx::DataVect &parameters, std::string &answer) {
-    if (parameters.Size() < 2) return -50;
+    if (parameters.Size() < 2) return kParamErr;
     unsigned long cursor = 0;
     const std::string switches = NextString(parameters, cursor);
     const std::string name = NextString(parameters, cursor);
@@ -54,7 +51,7 @@ long DiskInfo(const fmx::DataVect &parameters, std::string &answer) {
     const bool freeMegs = XP_HasSwitch(s, "GetFreeMegs"), totalMegs = XP_HasSwitch(s, "GetTotalMegs");
     const bool fileCount = XP_HasSwitch(s, "GetFileCount"), folderCount = XP_HasSwitch(s, "GetFolderCount");
     const bool network = XP_HasSwitch(s, "GetIsNetworkDisk");
-    if (!(freeMegs || totalMegs || fileCount || folderCount || network) || name.empty()) return -50;
+    if (!(freeMegs || totalMegs || fileCount || folderCount || network) || name.empty()) return kParamErr;
     ZbVolume volume;
     if (const long err = VolumeNamed(name, volume)) return err;
     if (freeMegs || totalMegs) {
@@ -81,9 +78,9 @@ long Zb7_AShareClientVersion() { return 0; }
 // then their errors.
 long XP7_MountTheDisk(std::string zone, const std::string &address, std::string volume, const std::string &user,
                       const std::string &password) {
-    if (zone.size() > 31) return kZbErrTooLong;
+    if (zone.size() > 31) return kNameTooLongForServerErr;
     if (address.starts_with("afp://")) {
-        if (Zb7_AShareClientVersion() < 6) return kZbErrClientTooOld;
+        if (Zb7_AShareClientVersion() < 6) return kNoAFPClientErr;
     } else if (address.starts_with("http://") ||
                (address.find("http://") == std::string::npos && address.starts_with("smb://"))) {
         std::string url = address;
@@ -91,12 +88,12 @@ long XP7_MountTheDisk(std::string zone, const std::string &address, std::string 
         url += volume;
         return Zb7_PlatformMountURL(url, user, password);
     } else if (address.size() > 27) {
-        return kZbErrTooLong;  // an AppleTalk server name
+        return kNameTooLongForServerErr;  // an AppleTalk server name
     }
-    if (volume.empty()) return -50;
+    if (volume.empty()) return kParamErr;
     if (volume.ends_with(':')) volume.pop_back();
-    if (volume.size() > 27 || user.size() > 31 || password.size() > 8) return kZbErrTooLong;
-    return kZbErrNotSupported;  // no AppleTalk client on this system
+    if (volume.size() > 27 || user.size() > 31 || password.size() > 8) return kNameTooLongForServerErr;
+    return kNotSupportedErr;  // no AppleTalk client on this system
 }
 
 fmx::errcode ZbFile7_DoDiskInfo(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
@@ -119,7 +116,7 @@ fmx::errcode ZbFile7_DoMountDisk(short /*functionId*/, const fmx::ExprEnv & /*en
     const std::string user = NextString(parameters, cursor);
     std::string password = NextString(parameters, cursor);
     const long err = parameters.Size() < 4 || address.empty()
-                         ? -50
+                         ? kParamErr
                          : XP7_MountTheDisk(zone, address, volume, user, password);
     std::fill(password.begin(), password.end(), '\0');
     XP7_OSErrLToData(err, result);

@@ -7,20 +7,20 @@
 
 #include "files/binary_plist.h"
 #include "files/file_info.h"
-#include "files/paths.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 
 constexpr size_t kShortNames = 63;
 constexpr size_t kLongNames = 255;
-constexpr long kErrIsFolder = -1302;
 
 // A four-character code from the bytes of a text of 4 bytes; "0000" and "" stand for zero.
 uint32_t CodeOfText(std::string_view text) {
@@ -58,7 +58,7 @@ struct ZbAttributeRequest {
 long ReadAttributeRequest(const fmx::DataVect &parameters, ZbAttributeRequest &request, fmx::TextUniquePtr &path) {
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
-    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kZbErrParameter;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kParamErr;
     const auto has = [&](const char *word) { return XP_HasSwitch(switches, word); };
     request.lock = has("-lock");
     request.unlock = has("-unlock");
@@ -72,12 +72,12 @@ long ReadAttributeRequest(const fmx::DataVect &parameters, ZbAttributeRequest &r
     // does nothing: the file system keeps no archive bit.
     if ((request.lock && request.unlock) || (has("-SetArchive") && has("-ResetArchive")) ||
         (request.hide && request.unhide) || (request.creator && request.fileType))
-        return kZbErrParameter;
+        return kParamErr;
     if (request.creator || request.fileType) {
         char code[kZbSwitchesCapacity + 1] = "";
         XP7_GetNextCStringFromVect(parameters, code, sizeof code, &cursor, fmx::Text::kEncoding_Native);
         request.code = code;
-        if (!request.code.empty() && request.code.size() != 4) return kZbErrParameter;
+        if (!request.code.empty() && request.code.size() != 4) return kParamErr;
     }
     if (request.comment) {
         fmx::TextUniquePtr text;
@@ -131,7 +131,7 @@ long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, u
     std::string path;
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
-    if (info.isFolder) return kErrIsFolder;
+    if (info.isFolder) return kNotAFileErr;
     // The folder's modification date advances, so that programs showing the folder notice the new
     // codes.
     return ChangeFinderInfo(
@@ -156,7 +156,7 @@ long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int6
     if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     // The file system's dates run from 1904 to early 2040; a date outside that is refused rather
     // than stored as some other date.
-    if (localSeconds < 0 || localSeconds > int64_t(UINT32_MAX)) return kZbErrParameter;
+    if (localSeconds < 0 || localSeconds > int64_t(UINT32_MAX)) return kParamErr;
     const int64_t moment = Zb7_PlatformTimeOfLocalDate(localSeconds);
     if (functionId == kZbFnSetTimestampModified) return Zb7_PlatformSetModificationTime(path, moment);
     return Zb7_PlatformSetCreationTime(path, moment);
@@ -189,7 +189,7 @@ fmx::errcode ZbFile7_DoSetFileAttribute(short /*functionId*/, const fmx::ExprEnv
 
 fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx::ExprEnv & /*env*/,
                                                      const fmx::DataVect &parameters, fmx::Data &result) {
-    long err = kZbErrParameter;
+    long err = kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr path;

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 
 // Selectors of ChangeCreatorType: the creator, the type, or both.
 enum : short { kZbChangeCreator = 94, kZbChangeType = 95, kZbChangeBoth = 96 };

@@ -5,13 +5,14 @@
 #include <string_view>
 
 #include "files/binary_plist.h"
-#include "files/paths.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSw
 long ResolveItem(const fmx::DataVect &parameters, size_t maxNameLength, char (&switches)[kZbSwitchesCapacity + 1],
                  std::string &posix, ZbItemInfo &info) {
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kZbErrParameter;
+    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     FSSpec ref;
     if (const long err = XP7_TxtToItem(*path, ref, maxNameLength)) return err;
     return Zb7_FSSpecToItemInfo(ref, posix, info);
@@ -237,7 +238,7 @@ fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*
     FSSpec ref;
     int64_t data = 0, rsrc = 0, total = 0;
     long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
-                                                               : kZbErrParameter;
+                                                               : kParamErr;
     // Each function reads only its own size.
     if (err == 0)
         err = XP7_FSGetFileSizes(ref, functionId == kZbFnGetFileSizeTotal || functionId == kZbFnGetResourceForkSize ? nullptr : &data,
@@ -257,7 +258,7 @@ fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fm
     FSSpec ref;
     uint32_t created = 0, modified = 0, accessed = 0;
     long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
-                                                               : kZbErrParameter;
+                                                               : kParamErr;
     if (err == 0)
         err = function.kind == ZbDateKind::accessed ? XP7_FSpGetLastAccessDate(ref, accessed)
               : XP7_FSpGetFileDate(ref, function.kind == ZbDateKind::created ? &created : nullptr,
@@ -291,7 +292,7 @@ fmx::errcode ZbFile7_DoGetFileAttribute(short /*functionId*/, const fmx::ExprEnv
                                         const fmx::DataVect &parameters, fmx::Data &result) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? 0 : long(kZbErrParameter);
+    long err = ReadSwitchesAndPath(parameters, switches, path) ? 0 : long(kParamErr);
     const char *which = nullptr;
     int count = 0;
     for (const char *word : kAttributeSwitches)
@@ -299,7 +300,7 @@ fmx::errcode ZbFile7_DoGetFileAttribute(short /*functionId*/, const fmx::ExprEnv
             which = word;
             ++count;
         }
-    if (err == 0 && count != 1) err = kZbErrParameter;
+    if (err == 0 && count != 1) err = kParamErr;
     FSSpec ref;
     if (err == 0) err = XP7_TxtToItem(*path, ref, kLongNames);
     if (err == 0) err = ReadAttribute(ref, which, result, parameters.At(0).GetLocale());

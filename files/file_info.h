@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <string>
 
-#include "files/fsspec.h"
-#include "plugin/fmx.h"
+#include "filecore/fsspec.h"
+#include "fmx/fmx.h"
 
 // The host's day number of 1 January 1904 (day 1 is 1 January 0001).
 constexpr int64_t kZbHostDayOf1904 = 695056;

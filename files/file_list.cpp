@@ -5,13 +5,14 @@
 #include <system_error>
 #include <thread>
 
-#include "files/paths.h"
+#include "filecore/paths.h"
 #include "files/search.h"
+#include "platform/errors.h"
 #include "platform/finder_info.h"
 #include "platform/volumes.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/charsets.h"
 #include "text/encoding.h"
 #include "text/unicode_forms.h"
@@ -191,14 +192,14 @@ long ReadCatalog(ZbFolderCatalog &catalog, const FLswitchTag &switches) {
 
 long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, std::vector<ZbListItem> &items,
                          size_t maxItems, size_t *index) {
-    if (*index < 1) return -50;
+    if (*index < 1) return kParamErr;
     if (!catalog.read) {
         if (const long err = ReadCatalog(catalog, switches)) return err;
         catalog.read = true;
     }
     size_t kept = 0;
     for (; kept < maxItems; ++*index) {
-        if (*index > catalog.entries.size()) return -43;
+        if (*index > catalog.entries.size()) return kFnfErr;
         const ZbFolderEntry &entry = catalog.entries[*index - 1];
         if (!ZbListsEntry(entry, switches, catalog.finderFlags[*index - 1])) continue;
         items.push_back({entry.name, {}, entry.kind == kZbEntryFolder});
@@ -242,7 +243,7 @@ long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswi
     catalog.path = folderPath;
     size_t index = 1;
     ZbSearchIterator search;
-    if (switches.mode == kZbListSearch && !Zb7_PlatformVolumeByNumber(vRefNum, search.volume)) return -35;
+    if (switches.mode == kZbListSearch && !Zb7_PlatformVolumeByNumber(vRefNum, search.volume)) return kNsvErr;
     std::vector<ZbVolume> volumes;
     if (switches.mode == kZbListVolumes) volumes = Zb7_PlatformListVolumes();
     size_t nextVolume = 0;
@@ -256,9 +257,9 @@ long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswi
         } else {
             for (; batch.size() < kZbListBatch && nextVolume < volumes.size(); ++nextVolume)
                 batch.push_back({volumes[nextVolume].name, volumes[nextVolume].mountPoint, true});
-            fetched = nextVolume < volumes.size() ? 0 : -43;
+            fetched = nextVolume < volumes.size() ? kNoErr : kFnfErr;
         }
-        if (fetched != 0 && fetched != -43) return fetched;
+        if (fetched != 0 && fetched != kFnfErr) return fetched;
         for (const ZbListItem &item : batch)
             if (const long err = Zb7_AddFileLine(item, switches, bytes, &totalLength)) return err;
     } while (fetched == 0);
@@ -280,13 +281,13 @@ long ListFolder(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr folderText;
-    if (!Zb7_ReadSwitchesAndPath(parameters, switches, folderText, cursor)) return -50;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, folderText, cursor)) return kParamErr;
     Zb7_CheckForEndColonOrBackSlashTxt(folderText);
     FSSpec ref;
     if (const long err = XP7_TxtToFSSpec(*folderText, ref, kZbMaxNameLength, 0)) return err;
     FLswitchTag list = Zb7_ReadListSwitches(switches);
     list.mode = kZbListFolder;
-    if (!list.files && !list.folders) return -50;
+    if (!list.files && !list.folders) return kParamErr;
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(ref, path)) return err;
     if (const long err = Zb7_BuildFileList(path, 0, list, text)) return err;

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "platform/folder_reader.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 // The list switches, filled by the handler from its switch text.
 struct FLswitchTag {

@@ -2,29 +2,27 @@
 #include <cerrno>
 #include <string>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/launch.h"
 #include "platform/processes.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 #include "text/line_ends.h"
 
 namespace {
 
 constexpr size_t kLongNames = 255;
-constexpr long kErrNoShellPipe = -4218;
-constexpr long kErrTimedOutWithoutOutput = -1712;
-constexpr long kErrNoMemory = -108;
 
 long Launch(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr pathText;
     unsigned long cursor = 0;
     if (!Zb7_ReadSwitchesAndPath(parameters, switches, pathText, cursor) || pathText->GetSize() == 0)
-        return kZbErrParameter;
+        return kParamErr;
     FSSpec ref;
     if (const long err = XP7_TxtToItem(*pathText, ref, kLongNames)) return err;
     std::string path;
@@ -34,7 +32,7 @@ long Launch(const fmx::DataVect &parameters) {
 
 // The command's output as host text, or an error. An empty command runs nothing.
 long ExecuteShell(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
-    if (parameters.Size() < 2) return kZbErrParameter;
+    if (parameters.Size() < 2) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     XP7_GetNextCStringFromVect(parameters, switches, sizeof switches, &cursor, fmx::Text::kEncoding_Native);
@@ -51,10 +49,10 @@ long ExecuteShell(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     std::string output;
     bool started = false, timedOut = false;
     const int error = Zb7_PlatformRunShell(command, timeoutSeconds, output, started, timedOut);
-    if (!started) return kErrNoShellPipe;
-    if (error == ENOMEM) return kErrNoMemory;
+    if (!started) return kZbErrCannotProceed;
+    if (error == ENOMEM) return kMemFullErr;
     if (error) return error;  // a read error: its errno, positive
-    if (timedOut && output.empty()) return kErrTimedOutWithoutOutput;
+    if (timedOut && output.empty()) return kTimeoutErr;
     XP7_BlockToTxt(output.data(), output.size(), text, encoding, 0);
     XP7_ChangeLineEndsTxt(text, kZbLineEndsToHost);
     return 0;

@@ -2,14 +2,15 @@
 // path model as functions of the calculation.
 #include <string>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_system.h"
 #include "platform/system_folders.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 
 namespace {
@@ -145,7 +146,7 @@ fmx::errcode ZbFile7_DoFindFolder(short /*functionId*/, const fmx::ExprEnv & /*e
 fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                  fmx::Data &result) {
     if (parameters.Size() == 0) {
-        XP7_OSErrLToData(kZbErrParameter, result);
+        XP7_OSErrLToData(kParamErr, result);
         return 0;
     }
     char switches[kZbSwitchesCapacity] = "";
@@ -155,7 +156,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
     const bool application = XP_HasSwitch(switches, "currentApplication");
     const bool appFolder = XP_HasSwitch(switches, "currentAppFolder");
     if (fileName + application + appFolder != 1) {
-        XP7_OSErrLToData(kZbErrParameter, result);
+        XP7_OSErrLToData(kParamErr, result);
         return 0;
     }
     if (fileName) {
@@ -166,7 +167,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
             char number[kZbSwitchesCapacity] = "";
             XP7_GetNextCStringFromVect(parameters, name, sizeof name, &cursor, fmx::Text::kEncoding_Native);
             XP7_GetNextCStringFromVect(parameters, number, sizeof number, &cursor, fmx::Text::kEncoding_Native);
-            err = name[0] == 0 || number[0] == 0 ? kZbErrParameter : kZbErrNoPathForFileName;
+            err = name[0] == 0 || number[0] == 0 ? kParamErr : kZbErrNoPathForFileName;
         }
         XP7_OSErrLToData(err, result);
         return 0;
@@ -179,7 +180,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
                         : Zb7_POSIXPathToFSSpec(path, ref);
     }
     if (err)
-        XP7_OSErrLToData(err == kZbErrFolderNotFound ? kZbErrNotFound : err, result);
+        XP7_OSErrLToData(err == kDirNFErr ? kFnfErr : err, result);
     else
         SetFoundItemResult(ref, switches, result);
     return 0;
@@ -188,7 +189,7 @@ fmx::errcode ZbFile7_DoGetPathTo(short /*functionId*/, const fmx::ExprEnv &env, 
 fmx::errcode ZbFile7_DoSetDefaultFileSpec(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                           const fmx::DataVect &parameters, fmx::Data &result) {
     if (parameters.Size() == 0) {
-        XP7_OSErrLToData(kZbErrParameter, result);
+        XP7_OSErrLToData(kParamErr, result);
         return 0;
     }
     fmx::TextUniquePtr path;

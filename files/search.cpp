@@ -3,12 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/finder_info.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/unicode_forms.h"
 
 namespace {
@@ -197,7 +198,7 @@ long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &
             search.serving = SIZE_MAX;
             continue;
         }
-        if (search.rootNext == search.root.entries.size()) return -43;
+        if (search.rootNext == search.root.entries.size()) return kFnfErr;
         const size_t index = search.rootNext++;
         const ZbFolderEntry &entry = search.root.entries[index];
         Meet(search, search.root, entry, items, search.files, search.folders);
@@ -213,7 +214,7 @@ long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &
 namespace {
 
 long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
-    if (parameters.Size() < 3) return -50;
+    if (parameters.Size() < 3) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "", name[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     XP7_GetNextCStringFromVect(parameters, switches, kZbSwitchesCapacity, &cursor, fmx::Text::kEncoding_Native);
@@ -229,10 +230,10 @@ long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
         // A bare volume name becomes the volume's path; any path on a volume names the volume.
         Zb7_CheckForEndColonOrBackSlashTxt(volumeText);
         FSSpec ref;
-        if (const long err = XP7_TxtToFSSpec(*volumeText, ref, 63, 0); err != 0 && err != -43) return err;
+        if (const long err = XP7_TxtToFSSpec(*volumeText, ref, 63, 0); err != 0 && err != kFnfErr) return err;
         vRefNum = ref.vRefNum;
     }
-    if (!list.files && !list.folders) return -50;
+    if (!list.files && !list.folders) return kParamErr;
     if (const long err = Zb7_BuildFileList({}, vRefNum, list, text)) return err;
     Zb7_DropFinalReturn(switches, text);
     return 0;

@@ -10,15 +10,16 @@
 #include <thread>
 #include <vector>
 
-#include "files/fork_io.h"
-#include "files/new_contents.h"
-#include "files/paths.h"
+#include "filecore/fork_io.h"
+#include "filecore/new_contents.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 
 namespace {
@@ -113,7 +114,7 @@ long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view 
         if ((err = out.Write(&c, 1)) != 0) break;
         if ((err = in.Unread(matched)) != 0) break;
     }
-    if (err == kZbErrEndOfFile) err = 0;
+    if (err == kEofErr) err = 0;
     if (err == 0) err = out.Flush();
     out.sourceRead = nullptr;  // the stream goes now
     return err;
@@ -126,7 +127,7 @@ constexpr int64_t kTwoThreadsFrom = int64_t(4) << 20;
 
 long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
                     std::string_view replacement, bool ignoreCase, bool replacingSource) {
-    if (search.empty()) return kZbErrParameter;
+    if (search.empty()) return kParamErr;
     ZbForkWriter out(destination, kWriteBlock);
     int64_t size = 0;
     if (Zb7_PlatformForkSize(source, size) != 0 || size < kTwoThreadsFrom)
@@ -142,7 +143,7 @@ long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string
             try {
                 scanned = SubstituteStream(source, out, search, replacement, ignoreCase);
             } catch (const std::bad_alloc &) {
-                scanned = -108;
+                scanned = kMemFullErr;
             }
             handoff.Finish();
         });
@@ -177,7 +178,7 @@ std::string ReplacementBytes(const fmx::TextUniquePtr &text, ZbTextEncoding enco
 }
 
 long Substitute(const fmx::DataVect &parameters) {
-    if (parameters.Size() < 5) return kZbErrParameter;
+    if (parameters.Size() < 5) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr sourceText, destinationText, searchText, replacementText;
@@ -188,7 +189,7 @@ long Substitute(const fmx::DataVect &parameters) {
     XP7_GetNextTxtFromVect(parameters, searchText, &cursor);
     std::string search = SearchBytes(searchText, encoding);
     XP7_GetNextTxtFromVect(parameters, replacementText, &cursor);
-    if (search.empty() || sourceText->GetSize() == 0) return kZbErrParameter;
+    if (search.empty() || sourceText->GetSize() == 0) return kParamErr;
     const std::string replacement = ReplacementBytes(replacementText, encoding);
     if (ignoreCase)
         for (char &c : search) c = char(ZbLowerByte(static_cast<unsigned char>(c)));

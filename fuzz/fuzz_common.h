@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
 
 #define ZB_FUZZ_CHECK(condition)                                                            \

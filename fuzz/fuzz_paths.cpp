@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <string>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
 #include "fuzz/fuzz_common.h"
 #include "platform/volumes.h"
-#include "plugin/globals.h"
+#include "core/globals.h"
 
 namespace {
 constexpr long kKnownErrors[] = {0,   -34, -35, -36,  -37,   -42,   -43,   -47,

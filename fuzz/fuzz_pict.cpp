@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <string_view>
 
-#include "files/resources.h"
+#include "filecore/resources.h"
 #include "fuzz/fuzz_common.h"
 #include "image/drawing.h"
 #include "image/pict_reader.h"
 #include "image/pict_writer.h"
+#include "platform/errors.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ void ReadPicture(const uint8_t *data, size_t size) {
     }
     ZbImage image;
     const long err = Zb7_PictToImage(data, size, image);
-    ZB_FUZZ_CHECK(err == 0 || err == kZbErrBadImageData || err == kZbErrImageTooLarge);
+    ZB_FUZZ_CHECK(err == 0 || err == kBadImageDataErr || err == kMemFullErr);
     if (err == 0) ZB_FUZZ_CHECK(image.pixels.size() == size_t(image.width) * image.height * 4);
 }
 
@@ -70,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         case 1: {
             std::string_view resource;
             const long err = Zb7_FindResource(rest, 0x50494354, 1 + data[0] / 3 % 2, resource);  // 'PICT'
-            ZB_FUZZ_CHECK(err == 0 || err == kZbErrResourceNotFound || err == kZbErrResourceMap);
+            ZB_FUZZ_CHECK(err == 0 || err == kResNotFound || err == kMapReadErr);
             if (err == 0) ReadPicture(reinterpret_cast<const uint8_t *>(resource.data()), resource.size());
             break;
         }

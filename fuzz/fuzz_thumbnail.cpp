@@ -9,9 +9,10 @@
 #include "image/jpeg_codec.h"
 #include "image/pict_writer.h"
 #include "image/thumbnails.h"
+#include "platform/errors.h"
 
 namespace {
-constexpr long kKnown[] = {0, -50, kZbErrImageTooLarge, kZbErrNoImporter, kZbErrBadImageData};
+constexpr long kKnown[] = {0, -50, kMemFullErr, kNoImporterErr, kBadImageDataErr};
 bool Known(long err) { return std::find(std::begin(kKnown), std::end(kKnown), err) != std::end(kKnown); }
 }  // namespace
 

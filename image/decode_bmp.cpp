@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 
 namespace {
 
@@ -39,12 +40,12 @@ void Put(ZbImage &image, uint32_t x, uint32_t y, uint8_t r, uint8_t g, uint8_t b
 }  // namespace
 
 long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image) {
-    if (size < 26 || data[0] != 'B' || data[1] != 'M') return kZbErrBadImageData;
+    if (size < 26 || data[0] != 'B' || data[1] != 'M') return kBadImageDataErr;
     const uint64_t pixelOffset = U32(data + 10);
     const uint32_t headerSize = U32(data + 14);
     const bool core = headerSize == 12;
-    if (!core && headerSize < 40) return kZbErrBadImageData;
-    if (14 + uint64_t(headerSize) > size) return kZbErrBadImageData;
+    if (!core && headerSize < 40) return kBadImageDataErr;
+    if (14 + uint64_t(headerSize) > size) return kBadImageDataErr;
     const uint8_t *h = data + 14;
     const int64_t width = core ? int64_t(U16(h + 4)) : int64_t(int32_t(U32(h + 4)));
     const int64_t rawHeight = core ? int64_t(U16(h + 6)) : int64_t(int32_t(U32(h + 8)));
@@ -52,20 +53,20 @@ long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image) {
     const uint32_t compression = core ? kRGB : U32(h + 16);
     const bool topDown = rawHeight < 0;
     const int64_t height = topDown ? -rawHeight : rawHeight;
-    if (width <= 0 || height <= 0 || width > 0x7FFFFFFF || height > 0x7FFFFFFF) return kZbErrBadImageData;
+    if (width <= 0 || height <= 0 || width > 0x7FFFFFFF || height > 0x7FFFFFFF) return kBadImageDataErr;
     const bool rle = compression == kRLE8 || compression == kRLE4;
-    if (!(bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32)) return kZbErrBadImageData;
+    if (!(bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32)) return kBadImageDataErr;
     if ((compression == kRLE8 && bits != 8) || (compression == kRLE4 && bits != 4) || (rle && topDown) ||
         !(compression == kRGB || rle || compression == kBitFields || compression == kAlphaBitFields))
-        return kZbErrBadImageData;
-    if (pixelOffset >= size) return kZbErrBadImageData;
+        return kBadImageDataErr;
+    if (pixelOffset >= size) return kBadImageDataErr;
 
     // The channel masks: in the header from version 3 on, or right after a 40-byte header.
     uint32_t masks[4] = {0, 0, 0, 0};
     if (compression == kBitFields || compression == kAlphaBitFields) {
         const uint64_t at = headerSize >= 52 ? 14 + 40 : 14 + uint64_t(headerSize);
         const int count = headerSize >= 56 || compression == kAlphaBitFields ? 4 : 3;
-        if (at + 4 * uint64_t(count) > size) return kZbErrBadImageData;
+        if (at + 4 * uint64_t(count) > size) return kBadImageDataErr;
         for (int k = 0; k < count; ++k) masks[k] = U32(data + at + 4 * k);
     } else if (bits == 16) {
         masks[0] = 0x7C00, masks[1] = 0x03E0, masks[2] = 0x001F;
@@ -125,7 +126,7 @@ long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image) {
     }
 
     const uint64_t stride = (uint64_t(w) * bits + 31) / 32 * 4;
-    if (pixelOffset + stride * ht > size) return kZbErrBadImageData;
+    if (pixelOffset + stride * ht > size) return kBadImageDataErr;
     for (uint64_t y = 0; y < ht; ++y) {
         const uint8_t *row = data + pixelOffset + y * stride;
         const uint32_t target = rowOf(y);

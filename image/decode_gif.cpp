@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "platform/shared_libraries.h"
 
 namespace {
@@ -61,33 +62,33 @@ struct ZbGif {
 
 long Zb7_DecodeGIF(const uint8_t *data, size_t size, ZbImage &image) {
     const ZbGiflib &lib = Giflib();
-    if (!lib.ready) return kZbErrNoImporter;
+    if (!lib.ready) return kNoImporterErr;
     ZbMemory memory{data, size};
     int error = 0;
     ZbGif file{lib.open(&memory, ReadMemory, &error)};
     GifFileType *gif = file.gif;
-    if (!gif) return kZbErrBadImageData;
+    if (!gif) return kBadImageDataErr;
     int transparent = -1;
     for (;;) {
         GifRecordType record;
-        if (lib.recordType(gif, &record) == GIF_ERROR) return kZbErrBadImageData;
-        if (record == TERMINATE_RECORD_TYPE) return kZbErrBadImageData;  // no frame at all
+        if (lib.recordType(gif, &record) == GIF_ERROR) return kBadImageDataErr;
+        if (record == TERMINATE_RECORD_TYPE) return kBadImageDataErr;  // no frame at all
         if (record == EXTENSION_RECORD_TYPE) {
             int code = 0;
             GifByteType *block = nullptr;
-            if (lib.extension(gif, &code, &block) == GIF_ERROR) return kZbErrBadImageData;
+            if (lib.extension(gif, &code, &block) == GIF_ERROR) return kBadImageDataErr;
             if (code == GRAPHICS_EXT_FUNC_CODE && block && block[0] >= 4 && (block[1] & 1)) transparent = block[4];
             while (block)
-                if (lib.extensionNext(gif, &block) == GIF_ERROR) return kZbErrBadImageData;
+                if (lib.extensionNext(gif, &block) == GIF_ERROR) return kBadImageDataErr;
             continue;
         }
         if (record != IMAGE_DESC_RECORD_TYPE) continue;
-        if (lib.imageDesc(gif) == GIF_ERROR) return kZbErrBadImageData;
+        if (lib.imageDesc(gif) == GIF_ERROR) return kBadImageDataErr;
         const GifImageDesc &frame = gif->Image;
         const ColorMapObject *colours = frame.ColorMap ? frame.ColorMap : gif->SColorMap;
         if (!colours || frame.Width <= 0 || frame.Height <= 0 || frame.Left < 0 || frame.Top < 0)
-            return kZbErrBadImageData;
-        if (uint64_t(frame.Width) * uint64_t(frame.Height) > kZbMaxDecodedPixels) return kZbErrImageTooLarge;
+            return kBadImageDataErr;
+        if (uint64_t(frame.Width) * uint64_t(frame.Height) > kZbMaxDecodedPixels) return kMemFullErr;
         const uint32_t width = gif->SWidth > 0 ? uint32_t(gif->SWidth) : uint32_t(frame.Left + frame.Width);
         const uint32_t height = gif->SHeight > 0 ? uint32_t(gif->SHeight) : uint32_t(frame.Top + frame.Height);
         if (const long err = Zb7_AllocateImage(width, height, image)) return err;  // transparent
@@ -95,14 +96,14 @@ long Zb7_DecodeGIF(const uint8_t *data, size_t size, ZbImage &image) {
         try {
             line.resize(size_t(frame.Width));
         } catch (const std::bad_alloc &) {
-            return kZbErrImageTooLarge;
+            return kMemFullErr;
         }
         // Interlaced rows come in four passes.
         static constexpr int kStart[] = {0, 4, 2, 1}, kStep[] = {8, 8, 4, 2};
         const int passes = frame.Interlace ? 4 : 1;
         for (int pass = 0; pass < passes; ++pass)
             for (int y = frame.Interlace ? kStart[pass] : 0; y < frame.Height; y += frame.Interlace ? kStep[pass] : 1) {
-                if (lib.line(gif, line.data(), frame.Width) == GIF_ERROR) return kZbErrBadImageData;
+                if (lib.line(gif, line.data(), frame.Width) == GIF_ERROR) return kBadImageDataErr;
                 const uint32_t row = uint32_t(frame.Top + y);
                 if (row >= height) continue;
                 for (int x = 0; x < frame.Width; ++x) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "platform/shared_libraries.h"
 
 namespace {
@@ -43,12 +44,12 @@ struct ZbPNGImage {
 
 long Zb7_DecodePNG(const uint8_t *data, size_t size, ZbImage &image) {
     const ZbLibPNG &png = LibPNG();
-    if (!png.ready) return kZbErrNoImporter;
+    if (!png.ready) return kNoImporterErr;
     ZbPNGImage reading;
     // The header alone: the size is checked before anything is allocated for the pixels.
-    if (!png.begin(&reading.image, data, size)) return kZbErrBadImageData;
+    if (!png.begin(&reading.image, data, size)) return kBadImageDataErr;
     if (const long err = Zb7_AllocateImage(reading.image.width, reading.image.height, image)) return err;
     reading.image.format = PNG_FORMAT_RGBA;
-    if (!png.finish(&reading.image, nullptr, image.pixels.data(), 0, nullptr)) return kZbErrBadImageData;
+    if (!png.finish(&reading.image, nullptr, image.pixels.data(), 0, nullptr)) return kBadImageDataErr;
     return 0;
 }

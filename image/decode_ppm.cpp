@@ -2,6 +2,7 @@
 // program reading an outside file, so nothing in them is trusted: every field is bounded and the
 // data must be exactly as long as the header says.
 #include "image/decoders.h"
+#include "platform/errors.h"
 
 namespace {
 
@@ -25,18 +26,18 @@ bool ReadField(const uint8_t *data, size_t size, size_t &at, uint32_t &value) {
 }  // namespace
 
 long Zb7_DecodePPM(const uint8_t *data, size_t size, ZbImage &image) {
-    if (size < 2 || data[0] != 'P' || data[1] != '6') return kZbErrBadImageData;
+    if (size < 2 || data[0] != 'P' || data[1] != '6') return kBadImageDataErr;
     size_t at = 2;
     uint32_t width = 0, height = 0, maxValue = 0;
     if (!ReadField(data, size, at, width) || !ReadField(data, size, at, height) ||
         !ReadField(data, size, at, maxValue) || maxValue != 255 || at >= size || !IsSpace(data[at]))
-        return kZbErrBadImageData;
+        return kBadImageDataErr;
     ++at;
-    if (width == 0 || height == 0) return kZbErrBadImageData;
+    if (width == 0 || height == 0) return kBadImageDataErr;
     // The size is judged before the data, so a frame too large is refused whatever follows it.
     const uint64_t pixels = uint64_t(width) * height;
-    if (pixels > kZbMaxDecodedPixels) return kZbErrImageTooLarge;
-    if (size - at != pixels * 3) return kZbErrBadImageData;
+    if (pixels > kZbMaxDecodedPixels) return kMemFullErr;
+    if (size - at != pixels * 3) return kBadImageDataErr;
     if (const long err = Zb7_AllocateImage(width, height, image)) return err;
     const uint8_t *in = data + at;
     uint8_t *out = image.pixels.data();

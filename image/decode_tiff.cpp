@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "platform/shared_libraries.h"
 
 namespace {
@@ -70,17 +71,17 @@ struct ZbTIFF {
 
 long Zb7_DecodeTIFF(const uint8_t *data, size_t size, ZbImage &image) {
     const ZbLibTIFF &lib = LibTIFF();
-    if (!lib.ready) return kZbErrNoImporter;
+    if (!lib.ready) return kNoImporterErr;
     ZbMemory memory{data, size};
     // "m": never memory-map; the bytes are in memory already.
     ZbTIFF file{lib.clientOpen("image", "rm", &memory, Read, Write, Seek, Close, Size, Map, Unmap)};
-    if (!file.tiff) return kZbErrBadImageData;
+    if (!file.tiff) return kBadImageDataErr;
     uint32_t width = 0, height = 0;
     if (!lib.getField(file.tiff, TIFFTAG_IMAGEWIDTH, &width) || !lib.getField(file.tiff, TIFFTAG_IMAGELENGTH, &height))
-        return kZbErrBadImageData;
+        return kBadImageDataErr;
     if (const long err = Zb7_AllocateImage(width, height, image)) return err;
     uint32_t *raster = reinterpret_cast<uint32_t *>(image.pixels.data());
-    if (!lib.readRGBA(file.tiff, width, height, raster, ORIENTATION_TOPLEFT, 0)) return kZbErrBadImageData;
+    if (!lib.readRGBA(file.tiff, width, height, raster, ORIENTATION_TOPLEFT, 0)) return kBadImageDataErr;
     // Each pixel comes as one number, red in the low byte: in memory R, G, B, A only where the
     // low byte comes first.
     if constexpr (std::endian::native == std::endian::big)

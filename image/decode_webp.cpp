@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "platform/shared_libraries.h"
 
 namespace {
@@ -32,10 +33,10 @@ const ZbLibWebP &LibWebP() {
 
 long Zb7_DecodeWebP(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image) {
     const ZbLibWebP &webp = LibWebP();
-    if (!webp.ready) return kZbErrNoImporter;
+    if (!webp.ready) return kNoImporterErr;
     WebPDecoderConfig config;
-    if (!webp.initConfig(&config, WEBP_DECODER_ABI_VERSION)) return kZbErrNoImporter;
-    if (webp.getFeatures(data, size, &config.input, WEBP_DECODER_ABI_VERSION) != VP8_STATUS_OK) return kZbErrBadImageData;
+    if (!webp.initConfig(&config, WEBP_DECODER_ABI_VERSION)) return kNoImporterErr;
+    if (webp.getFeatures(data, size, &config.input, WEBP_DECODER_ABI_VERSION) != VP8_STATUS_OK) return kBadImageDataErr;
     uint32_t width = uint32_t(config.input.width), height = uint32_t(config.input.height);
     const uint32_t longest = std::max(width, height);
     if (longestSide && longest > longestSide) {
@@ -54,5 +55,5 @@ long Zb7_DecodeWebP(const uint8_t *data, size_t size, uint32_t longestSide, ZbIm
     config.output.u.RGBA.size = image.pixels.size();
     const VP8StatusCode status = webp.decode(data, size, &config);
     webp.freeBuffer(&config.output);
-    return status == VP8_STATUS_OK ? 0L : long(kZbErrBadImageData);
+    return status == VP8_STATUS_OK ? 0L : long(kBadImageDataErr);
 }

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 
 ZbImageFormat Zb7_SniffImageFormat(const uint8_t *data, size_t size) {
     auto starts = [&](const char *magic, size_t length, size_t at = 0) {
@@ -18,12 +19,12 @@ ZbImageFormat Zb7_SniffImageFormat(const uint8_t *data, size_t size) {
 }
 
 long Zb7_AllocateImage(uint32_t width, uint32_t height, ZbImage &image) {
-    if (width == 0 || height == 0) return kZbErrBadImageData;
-    if (uint64_t(width) * height > kZbMaxDecodedPixels) return kZbErrImageTooLarge;
+    if (width == 0 || height == 0) return kBadImageDataErr;
+    if (uint64_t(width) * height > kZbMaxDecodedPixels) return kMemFullErr;
     try {
         image.pixels.assign(size_t(width) * height * 4, 0);
     } catch (const std::bad_alloc &) {
-        return kZbErrImageTooLarge;
+        return kMemFullErr;
     }
     image.width = width;
     image.height = height;

@@ -1,6 +1,6 @@
 // Decoders of the image formats thumbnails are made from. Each takes the whole file in memory
 // and answers its first image as 8-bit RGBA. The codec libraries are opened at run time
-// (platform/shared_libraries.h): a decoder whose library is missing answers kZbErrNoImporter, and
+// (platform/shared_libraries.h): a decoder whose library is missing answers kNoImporterErr, and
 // the others go on working.
 //
 // Every decoder reads the image's declared dimensions first and refuses, before allocating
@@ -21,12 +21,6 @@ struct ZbImage {
 
 // The most pixels a decoder produces (4 bytes each: 256 MB).
 constexpr uint64_t kZbMaxDecodedPixels = 64ull * 1024 * 1024;
-
-enum : long {
-    kZbErrImageTooLarge = -108,  // the decoded image would pass kZbMaxDecodedPixels, or no memory
-    kZbErrNoImporter = -2003,    // no decoder reads this file, or its library is not installed
-    kZbErrBadImageData = -8969,  // the file is of a known kind but its data are malformed
-};
 
 // Formats by their first bytes.
 enum class ZbImageFormat { unknown, jpeg, png, gif, tiff, webp, bmp };
@@ -54,7 +48,7 @@ long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image);
 long Zb7_DecodePPM(const uint8_t *data, size_t size, ZbImage &image);
 
 // Checks the declared size against kZbMaxDecodedPixels and sizes the pixel buffer: 0, or
-// kZbErrImageTooLarge (also when the memory cannot be had).
+// kMemFullErr (also when the memory cannot be had).
 long Zb7_AllocateImage(uint32_t width, uint32_t height, ZbImage &image);
 
 #endif

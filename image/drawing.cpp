@@ -1,6 +1,7 @@
 // Drawing a picture into a thumbnail's buffer: orientation, composition on white, area-averaging
 // scale, and the buffer's depth.
 #include "image/drawing.h"
+#include "platform/errors.h"
 
 #include <algorithm>
 #include <cmath>
@@ -119,10 +120,10 @@ long Zb7_ApplyOrientation(ZbImage &image, int orientation) {
 }
 
 long Zb7_DrawThumbnail(const ZbImage &picture, uint32_t size, int depth, ZbDrawing &drawing) {
-    if (size == 0 || picture.width == 0 || picture.height == 0) return -50;
+    if (size == 0 || picture.width == 0 || picture.height == 0) return kParamErr;
     uint32_t width = 0, height = 0;
     Zb7_ThumbnailBounds(picture.width, picture.height, size, width, height);
-    if (uint64_t(width) * height > kZbMaxDrawingPixels) return kZbErrImageTooLarge;
+    if (uint64_t(width) * height > kZbMaxDrawingPixels) return kMemFullErr;
     const ZbNearestColour *nearest = depth == 8 ? &NearestColours() : nullptr;
     try {
         drawing.width = width;
@@ -182,7 +183,7 @@ long Zb7_DrawThumbnail(const ZbImage &picture, uint32_t size, int depth, ZbDrawi
             }
         }
     } catch (const std::bad_alloc &) {
-        return kZbErrImageTooLarge;
+        return kMemFullErr;
     }
     return 0;
 }

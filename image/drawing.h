@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 
 // The largest drawing buffer a thumbnail may have (16,777,216 pixels: a 4096 x 4096 square, or
-// 32767 x 512); a larger one answers kZbErrImageTooLarge instead of exhausting the server.
+// 32767 x 512); a larger one answers kMemFullErr instead of exhausting the server.
 constexpr uint64_t kZbMaxDrawingPixels = 16ull * 1024 * 1024;
 
 struct ZbDrawing {

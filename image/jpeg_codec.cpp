@@ -7,6 +7,7 @@
 #include <new>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "platform/shared_libraries.h"
 
 namespace {
@@ -111,15 +112,15 @@ void CMYKToRGBA(std::vector<uint8_t> &pixels, bool inverted) {
 
 long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image) {
     const ZbTurboJPEG &tj = TurboJPEG();
-    if (!tj.ready) return kZbErrNoImporter;
-    if (size > 0xFFFFFFFFul) return kZbErrBadImageData;
+    if (!tj.ready) return kNoImporterErr;
+    if (size > 0xFFFFFFFFul) return kBadImageDataErr;
     ZbTJHandle decoder(tj.initDecompress());
-    if (!decoder.handle) return kZbErrImageTooLarge;
+    if (!decoder.handle) return kMemFullErr;
     int width = 0, height = 0, subsampling = 0, colorspace = 0;
     if (tj.decompressHeader(decoder.handle, data, static_cast<unsigned long>(size), &width, &height, &subsampling,
                             &colorspace) != 0 ||
         width <= 0 || height <= 0)
-        return kZbErrBadImageData;
+        return kBadImageDataErr;
     // The smallest scale whose longest side still reaches the size asked for.
     int count = 0;
     const tjscalingfactor *factors = tj.scalingFactors(&count);
@@ -140,28 +141,28 @@ long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbIm
     if (tj.decompress(decoder.handle, data, static_cast<unsigned long>(size), image.pixels.data(), int(image.width),
                       0, int(image.height), cmyk ? TJPF_CMYK : TJPF_RGBA, flags) != 0 &&
         tj.errorCode(decoder.handle) != TJERR_WARNING)
-        return kZbErrBadImageData;
+        return kBadImageDataErr;
     if (cmyk) CMYKToRGBA(image.pixels, HasAdobeSegment(data, size));
     return 0;
 }
 
 long Zb7_EncodeJPEG(const uint8_t *rgb, uint32_t width, uint32_t height, int quality, std::vector<uint8_t> &jpeg) {
     const ZbTurboJPEG &tj = TurboJPEG();
-    if (!tj.ready) return kZbErrNoImporter;
+    if (!tj.ready) return kNoImporterErr;
     ZbTJHandle encoder(tj.initCompress());
-    if (!encoder.handle) return kZbErrImageTooLarge;
+    if (!encoder.handle) return kMemFullErr;
     unsigned char *out = nullptr;
     unsigned long outSize = 0;
     const int rc = tj.compress(encoder.handle, rgb, int(width), 0, int(height), TJPF_RGB,
                                &out, &outSize, TJSAMP_420, quality, 0);
     long err = 0;
     if (rc != 0 || !out) {
-        err = kZbErrBadImageData;
+        err = kBadImageDataErr;
     } else {
         try {
             jpeg.assign(out, out + outSize);
         } catch (const std::bad_alloc &) {
-            err = kZbErrImageTooLarge;
+            err = kMemFullErr;
         }
     }
     if (out) tj.free(out);

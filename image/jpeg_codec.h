@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 
 // The quality thumbnails are compressed at: libjpeg's normal quality.
 constexpr int kZbJPEGNormalQuality = 75;
 
 // Compresses RGB pixels (3 bytes each, rows without padding) as a baseline JPEG, 4:2:0.
-// kZbErrNoImporter without TurboJPEG, kZbErrImageTooLarge without memory.
+// kNoImporterErr without TurboJPEG, kMemFullErr without memory.
 long Zb7_EncodeJPEG(const uint8_t *rgb, uint32_t width, uint32_t height, int quality, std::vector<uint8_t> &jpeg);
 
 // The EXIF orientation (1 to 8) of a JPEG file in memory, from the first APP1 "Exif" segment

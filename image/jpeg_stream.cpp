@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "image/metadata_read.h"
+#include "platform/errors.h"
 
 namespace {
 constexpr size_t kReadBlock = 64 * 1024;
@@ -21,7 +22,7 @@ long Refill(Zb7RW_Reader &in) {
     in.mark += int64_t(got);
     in.valid = got;
     in.at = 0;
-    return got == 0 ? -39 : 0;
+    return got == 0 ? kEofErr : kNoErr;
 }
 }  // namespace
 
@@ -32,7 +33,7 @@ long Zb7RW_NextByte(Zb7RW_Reader &in, unsigned char *c) {
     return 0;
 }
 
-long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c) { return Zb7RW_NextByte(in, c) == 0 ? 0 : -39; }
+long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c) { return Zb7RW_NextByte(in, c) == 0 ? kNoErr : kEofErr; }
 
 long Zb7RW_Read_2_bytes(Zb7RW_Reader &in, unsigned int *value) {
     if (Zb7RW_NextByte(in, &in.pair[0]) == 0) Zb7RW_NextByte(in, &in.pair[1]);
@@ -53,7 +54,7 @@ long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long
                 return 0;
             }
             const long err = Refill(in);
-            if (err == -39) return 0;
+            if (err == kEofErr) return 0;
             if (err) return err;
         }
         const size_t n1 = std::min(size_t(n - *got), in.valid - in.at);
@@ -82,7 +83,7 @@ long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char
 
 long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n) {
     while (n > 0) {
-        if (in.at == in.valid && Refill(in) != 0) return -39;
+        if (in.at == in.valid && Refill(in) != 0) return kEofErr;
         const size_t n1 = std::min(size_t(n), in.valid - in.at);
         in.at += n1;
         n -= n1;
@@ -92,8 +93,8 @@ long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n) {
 
 long Zb7JPEG_FirstMarker(Zb7RW_Reader &in, unsigned char *marker) {
     unsigned char c1 = 0, c2 = 0;
-    if (Zb7RW_NextByte(in, &c1) != 0 || Zb7RW_NextByte(in, &c2) != 0) return -39;
-    if (c1 != 0xFF || c2 != kZbMarkerSOI) return kZbErrNotJPEG;
+    if (Zb7RW_NextByte(in, &c1) != 0 || Zb7RW_NextByte(in, &c2) != 0) return kEofErr;
+    if (c1 != 0xFF || c2 != kZbMarkerSOI) return kNotJPEGErr;
     *marker = kZbMarkerSOI;
     return 0;
 }
@@ -113,7 +114,7 @@ long Zb7JPEG_NextMarker(Zb7RW_Reader &in, unsigned char *marker) {
 long Zb7JPEG_SkipVariable(Zb7RW_Reader &in) {
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
-    if (length < 2) return kZbErrBadSegment;
+    if (length < 2) return kNameOrSegmentErr;
     return Zb7RW_SkipBytes(in, length - 2);
 }
 
@@ -128,7 +129,7 @@ long Zb7JPEG_Process_SOFn(Zb7RW_Reader &in, int /*marker*/, ZbPictParams *params
     params->bitsPerSample = precision;
     params->height = int32_t(height);
     params->width = int32_t(width);
-    if (length != 8 + 3u * components) return kZbErrBadSegment;
+    if (length != 8 + 3u * components) return kNameOrSegmentErr;
     return Zb7RW_SkipBytes(in, 3ul * components);
 }
 
@@ -138,10 +139,10 @@ namespace {
 long ReadSegment(Zb7RW_Reader &in, unsigned minLength, std::vector<unsigned char> &data) {
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
-    if (length < minLength) return kZbErrBadSegment;
+    if (length < minLength) return kNameOrSegmentErr;
     data.clear();
     if (const long err = Zb7RW_ReadInto(in, length - 2, data)) return err;
-    return data.size() == length - 2 ? 0 : -39;
+    return data.size() == length - 2 ? kNoErr : kEofErr;
 }
 
 // An APP1 segment: EXIF (mode 1) or XMP (mode 2), told apart by its first six bytes. *taken is set
@@ -149,7 +150,7 @@ long ReadSegment(Zb7RW_Reader &in, unsigned minLength, std::vector<unsigned char
 long Process_M_APP1(Zb7RW_Reader &in, int mode, ZbTextEncoding encoding, fmx::TextUniquePtr &out, bool *taken) {
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
-    if (length < 2) return kZbErrBadSegment;
+    if (length < 2) return kNameOrSegmentErr;
     const uint32_t remaining = length - 2;
     // The header bytes are compared one at a time as they are read; the first that differs ends it.
     unsigned char head[6];
@@ -170,15 +171,15 @@ long Process_M_APP1(Zb7RW_Reader &in, int mode, ZbTextEncoding encoding, fmx::Te
     }
     if (mode == 1) {
         if (!exif) return Zb7RW_SkipBytes(in, remaining - read);
-        if (remaining - 6 > kZbMaxAPP1Data) return -207;
+        if (remaining - 6 > kZbMaxAPP1Data) return kTooLargeErr;
         *taken = true;
         return Zb7_Process_EXIF(in, remaining - 6, encoding, out);
     }
     if (exif) return Zb7RW_SkipBytes(in, remaining - read);
-    if (remaining > kZbMaxAPP1Data) return -207;
+    if (remaining > kZbMaxAPP1Data) return kTooLargeErr;
     std::vector<unsigned char> data(head, head + read);
     if (const long err = Zb7RW_ReadInto(in, remaining - read, data)) return err;
-    if (data.size() != remaining) return -302;
+    if (data.size() != remaining) return kBadExifErr;
     *taken = true;
     return Zb7_XMPToTxt(data.data(), data.size(), encoding, out);
 }
@@ -229,6 +230,6 @@ long Zb7JPEG_ScanJPEGHeader(Zb7RW_Reader &in, const ZbMetaDataSwitch &switches, 
             err = Zb7JPEG_SkipVariable(in);
         }
     }
-    if (err == 0 && found == 0) return kZbErrNoMetaData;
+    if (err == 0 && found == 0) return kNoDataErr;
     return err;
 }

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/forks.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
 
 enum : unsigned char {
@@ -20,9 +20,6 @@ enum : unsigned char {
     kZbMarkerAPP13 = 0xED,
     kZbMarkerCOM = 0xFE,
 };
-constexpr long kZbErrNotJPEG = -71;
-constexpr long kZbErrBadSegment = -92;
-constexpr long kZbErrNoMetaData = -2026;
 // The largest APP1 data (EXIF or XMP) taken in.
 constexpr uint32_t kZbMaxAPP1Data = 64000;
 

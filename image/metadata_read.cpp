@@ -9,11 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "files/fork_io.h"
-#include "files/paths.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "filecore/fork_io.h"
+#include "filecore/paths.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
+#include "platform/errors.h"
 
 namespace {
 
@@ -160,10 +161,10 @@ void Zb7_ExifValueToTxt(const TiffData &tiff, const TIFFDirEntry &e, ZbTextEncod
 // points to one.
 long Zb7_ExifIFDToTxt(const TiffData &tiff, uint32_t offset, ZbTextEncoding encoding, MetaText &out,
                       uint32_t *exifIFD) {
-    if (uint64_t(offset) + 2 > tiff.length) return -302;
+    if (uint64_t(offset) + 2 > tiff.length) return kBadExifErr;
     const uint16_t entries = tiff.U16(offset);
-    if (entries == 0) return -302;
-    if (uint64_t(offset) + 2 + uint64_t(entries) * 12 > tiff.length) return -302;
+    if (entries == 0) return kBadExifErr;
+    if (uint64_t(offset) + 2 + uint64_t(entries) * 12 > tiff.length) return kBadExifErr;
     for (uint16_t i = 0; i < entries; ++i) {
         const size_t at = size_t(offset) + 2 + size_t(i) * 12;
         const TIFFDirEntry e{tiff.U16(at), tiff.U16(at + 2), tiff.U32(at + 4), tiff.U32(at + 8)};
@@ -179,19 +180,19 @@ long Zb7_ExifIFDToTxt(const TiffData &tiff, uint32_t offset, ZbTextEncoding enco
 }  // namespace
 
 long Zb7_ExifToTxt(const unsigned char *data, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
-    if (length < 8) return -302;
+    if (length < 8) return kBadExifErr;
     TiffData tiff{data, length, false};
     if (data[0] == 'I' && data[1] == 'I')
         tiff.littleEndian = true;
     else if (data[0] != 'M' || data[1] != 'M')
-        return -302;
-    if (tiff.U16(2) < 42) return -302;
+        return kBadExifErr;
+    if (tiff.U16(2) < 42) return kBadExifErr;
     const uint32_t ifd0 = tiff.U32(4);
-    if (ifd0 < 8 || ifd0 > length) return -302;
+    if (ifd0 < 8 || ifd0 > length) return kBadExifErr;
     uint32_t exifIFD = 0;
     MetaText text(out);
     if (const long err = Zb7_ExifIFDToTxt(tiff, ifd0, encoding, text, &exifIFD)) return err;
-    if (exifIFD >= length) return -302;
+    if (exifIFD >= length) return kBadExifErr;
     if (exifIFD != 0) return Zb7_ExifIFDToTxt(tiff, exifIFD, encoding, text, nullptr);
     return 0;
 }
@@ -201,16 +202,16 @@ long Zb7_Process_EXIF(Zb7RW_Reader &in, uint32_t length, ZbTextEncoding encoding
     try {
         if (const long err = Zb7RW_ReadInto(in, length, data)) return err;
     } catch (const std::bad_alloc &) {
-        return -108;
+        return kMemFullErr;
     }
-    if (data.size() != length) return -302;
+    if (data.size() != length) return kBadExifErr;
     return Zb7_ExifToTxt(data.data(), data.size(), encoding, out);
 }
 
 long Zb7_XMPToTxt(const unsigned char *data, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &out) {
-    if (length == 0) return -2158;
+    if (length == 0) return kXMPNamespaceErr;
     const auto *zero = static_cast<const unsigned char *>(std::memchr(data, 0, length));
-    if (!zero) return -2158;
+    if (!zero) return kXMPNamespaceErr;
     MetaText text(out);
     text.Bytes(data, size_t(zero - data), encoding);  // the namespace
     text.Ascii("\r");
@@ -226,7 +227,7 @@ void Zb7_CommentToTxt(const unsigned char *data, size_t length, ZbTextEncoding e
 }
 
 long Zb7_ParseIPTC(const unsigned char *buffer, size_t length, ZbTextEncoding encoding, fmx::TextUniquePtr &text) {
-    if (length == 0) return -50;
+    if (length == 0) return kParamErr;
     MetaText out(text);
     static constexpr unsigned char kRecord2[2] = {0x1C, 0x02};
     const unsigned char *p = Find(buffer, buffer + length, kRecord2, 2);
@@ -248,17 +249,17 @@ long Zb7_ParseIPTC(const unsigned char *buffer, size_t length, ZbTextEncoding en
 
 long Zb7_Get_PSD_Resource(const unsigned char *buffer, size_t start, size_t length, const unsigned char *key,
                           size_t keyLength, size_t *dataOffset, size_t *dataLength) {
-    if (start >= length) return kZbErrNoMetaData;
+    if (start >= length) return kNoDataErr;
     const unsigned char *found = Find(buffer + start, buffer + length, key, keyLength);
-    if (!found) return kZbErrNoMetaData;
+    if (!found) return kNoDataErr;
     uint64_t at = uint64_t(found - buffer) + keyLength;
-    if (at >= length) return -207;
+    if (at >= length) return kTooLargeErr;
     at += 1 + uint64_t(buffer[at]);  // the name: a length byte and that many bytes
     if (at % 2) ++at;
-    if (at + 4 > length) return -207;
+    if (at + 4 > length) return kTooLargeErr;
     const uint64_t size = uint64_t(buffer[at]) << 24 | uint64_t(buffer[at + 1]) << 16 | uint64_t(buffer[at + 2]) << 8 |
                           buffer[at + 3];
-    if (at + 4 + size > length) return -207;
+    if (at + 4 + size > length) return kTooLargeErr;
     *dataOffset = size_t(at + 4);
     *dataLength = size_t(size);
     return 0;
@@ -271,7 +272,7 @@ long ResourceText(const ZbFork &fork, bool iptc, ZbTextEncoding encoding, fmx::T
     const unsigned char *key = iptc ? kZbIPTCKey : kZbURLKey;
     int64_t position = 0;
     const long found = Zb7_FindStringInFile(fork, std::string_view(reinterpret_cast<const char *>(key), 6), true, position);
-    if (found != 0 && found != -39) return found;
+    if (found != 0 && found != kEofErr) return found;
     int64_t fileSize = 0;
     if (const long err = Zb7_PlatformForkSize(fork, fileSize)) return err;
     std::vector<unsigned char> buffer(size_t(std::clamp<int64_t>(fileSize - position, 0, int64_t(kIPTCWindow))));
@@ -280,7 +281,7 @@ long ResourceText(const ZbFork &fork, bool iptc, ZbTextEncoding encoding, fmx::T
     buffer.resize(got);
     const unsigned char *data = buffer.data();
     size_t length = buffer.size();
-    if (!Find(data, data + length, key, 6)) return kZbErrNoMetaData;
+    if (!Find(data, data + length, key, 6)) return kNoDataErr;
     static constexpr unsigned char kJFIF[5] = {'J', 'F', 'I', 'F', 0};
     size_t offset = 0, size = 0;
     if (iptc && !Find(data, data + length, kJFIF, 5)) {
@@ -319,7 +320,7 @@ fmx::errcode ZbFile7_DoMetaData(short /*functionId*/, const fmx::ExprEnv & /*env
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr pathText;
-    long err = Zb7_ReadSwitchesAndPath(parameters, switches, pathText, cursor) ? 0 : -50;
+    long err = Zb7_ReadSwitchesAndPath(parameters, switches, pathText, cursor) ? kNoErr : kParamErr;
     ZbTextEncoding encoding = XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
     FSSpec ref;
     if (err == 0) err = XP7_TxtToFSSpec(*pathText, ref, kZbMaxNameLength, 0);
@@ -329,7 +330,7 @@ fmx::errcode ZbFile7_DoMetaData(short /*functionId*/, const fmx::ExprEnv & /*env
     for (int i = 0; i < 8; ++i) request.flags[i] = kWords[i] && XP_HasSwitch(switches, kWords[i]);
     if (err == 0 && !(request.flags[kZbMetaIPTC] || request.flags[kZbMetaExif] || request.flags[kZbMetaComment] ||
                       request.flags[kZbMetaImageURL] || request.flags[kZbMetaXMP]))
-        err = -50;
+        err = kParamErr;
     if (request.flags[kZbMetaSourceWin]) encoding = fmx::Text::kEncoding_ASCII_Windows;
     fmx::TextUniquePtr text;
     if (err == 0) err = Zb7_GetMetaData(ref, request, encoding, text);

@@ -6,9 +6,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "image/jpeg_stream.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
 
 // Photoshop image resources searched for: 0x0404 (IPTC-NAA) and 0x040B (URL).

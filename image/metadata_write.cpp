@@ -5,14 +5,15 @@
 #include <cstring>
 #include <vector>
 
-#include "files/fsspec.h"
-#include "files/new_contents.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/new_contents.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/finder_info.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 constexpr unsigned char kPhotoshop[14] = {'P', 'h', 'o', 't', 'o', 's', 'h', 'o', 'p', ' ', '3', '.', '0', 0};
@@ -43,7 +44,7 @@ long CopyBytes(Zb7RW_Reader &in, Zb7RW_Writer &out, size_t n) {
     while (n > 0) {
         unsigned long got = 0;
         if (const long err = Zb7RW_ReadNextNBytes(in, buffer, std::min(n, sizeof buffer), &got)) return err;
-        if (got == 0) return -39;
+        if (got == 0) return kEofErr;
         if (const long err = Zb7RW_Write_n_bytes(out, buffer, got)) return err;
         n -= got;
     }
@@ -55,7 +56,7 @@ long Zb7JPEG_CopyVariable(Zb7RW_Reader &in, Zb7RW_Writer &out) {
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
     if (const long err = Zb7RW_Write_2_bytes(out, length)) return err;
-    if (length < 2) return kZbErrBadCopy;
+    if (length < 2) return kZbErrBadPhotoshopBlock;
     return CopyBytes(in, out, length - 2);
 }
 
@@ -71,7 +72,7 @@ std::string IptcResource(std::string_view iptc) {
 
 long WriteAPP13(Zb7RW_Writer &out, const std::string &resources) {
     const size_t length = resources.size() + sizeof kPhotoshop + 2;
-    if (length > kMaxSegmentLength) return -207;  // more than one segment can hold
+    if (length > kMaxSegmentLength) return kTooLargeErr;  // more than one segment can hold
     if (const long err = WriteMarker(out, kZbMarkerAPP13)) return err;
     if (const long err = Zb7RW_Write_2_bytes(out, unsigned(length))) return err;
     if (const long err = Zb7RW_Write_n_bytes(out, kPhotoshop, sizeof kPhotoshop)) return err;
@@ -85,15 +86,15 @@ long Zb7JPEG_LocateOldIptcData(const std::vector<unsigned char> &data, size_t *s
     size_t at = 0;
     const size_t n = data.size();
     while (at + 4 <= n && std::memcmp(data.data() + at, "8BIM", 4) == 0) {
-        if (at + 7 > n) return kZbErrBadCopy;
+        if (at + 7 > n) return kZbErrBadPhotoshopBlock;
         const unsigned id = unsigned(data[at + 4]) << 8 | data[at + 5];
         size_t name = 1 + size_t(data[at + 6]);
         name += name % 2;
         const size_t sizeAt = at + 6 + name;
-        if (sizeAt + 4 > n) return kZbErrBadCopy;
+        if (sizeAt + 4 > n) return kZbErrBadPhotoshopBlock;
         const size_t size = size_t(data[sizeAt]) << 24 | size_t(data[sizeAt + 1]) << 16 | size_t(data[sizeAt + 2]) << 8 |
                             data[sizeAt + 3];
-        if (size > n - sizeAt - 4) return kZbErrBadCopy;
+        if (size > n - sizeAt - 4) return kZbErrBadPhotoshopBlock;
         const size_t next = std::min(n, sizeAt + 4 + size + size % 2);
         if (id == 0x0404) {
             *start = at;
@@ -112,13 +113,13 @@ long Zb7JPEG_LocateOldIptcData(const std::vector<unsigned char> &data, size_t *s
 long Zb7JPEG_WriteIPTC_HandleAPP13(Zb7RW_Reader &in, Zb7RW_Writer &out, std::string_view iptc) {
     unsigned int length = 0;
     Zb7RW_Read_2_bytes(in, &length);
-    if (length < 2) return kZbErrBadCopy;
+    if (length < 2) return kZbErrBadPhotoshopBlock;
     const size_t dataLength = length - 2;
     unsigned char head[sizeof kPhotoshop];
     unsigned long got = 0;
     if (dataLength >= sizeof kPhotoshop) {
         if (const long err = Zb7RW_ReadNextNBytes(in, head, sizeof head, &got)) return err;
-        if (got != sizeof head) return -39;
+        if (got != sizeof head) return kEofErr;
     }
     if (got == 0 || std::memcmp(head, kPhotoshop, sizeof head) != 0) {
         if (const long err = WriteMarker(out, kZbMarkerAPP13)) return err;
@@ -128,7 +129,7 @@ long Zb7JPEG_WriteIPTC_HandleAPP13(Zb7RW_Reader &in, Zb7RW_Writer &out, std::str
     }
     std::vector<unsigned char> data;
     if (const long err = Zb7RW_ReadInto(in, dataLength - sizeof kPhotoshop, data)) return err;
-    if (data.size() != dataLength - sizeof kPhotoshop) return -39;
+    if (data.size() != dataLength - sizeof kPhotoshop) return kEofErr;
     size_t start = 0, end = 0;
     if (const long err = Zb7JPEG_LocateOldIptcData(data, &start, &end)) return err;
     if (iptc.empty() && data.size() - (end - start) == 0) return 0;  // nothing left: the segment goes
@@ -142,7 +143,7 @@ long Zb7JPEG_WriteIPTC_HandleAPP13(Zb7RW_Reader &in, Zb7RW_Writer &out, std::str
 
 long Zb7RW_CopyRestOfFile(Zb7RW_Reader &in, Zb7RW_Writer &out) {
     const long err = CopyBytes(in, out, SIZE_MAX);
-    return err == -39 ? 0 : err;  // the end of the file ends the copy
+    return err == kEofErr ? 0 : err;  // the end of the file ends the copy
 }
 
 long Zb7JPEG_ScanJPEGHeaderAndWriteOut(Zb7RW_Reader &in, Zb7RW_Writer &out, int mode, std::string_view iptc,
@@ -157,7 +158,7 @@ long Zb7JPEG_ScanJPEGHeaderAndWriteOut(Zb7RW_Reader &in, Zb7RW_Writer &out, int 
             return 0;
         }
         if (m == kZbMarkerEOI) return 0;
-        if (m == kZbMarkerSOS) return kZbErrBadCopy;
+        if (m == kZbMarkerSOS) return kZbErrBadPhotoshopBlock;
         if (m == kZbMarkerAPP13 && mode == 1) return Zb7JPEG_WriteIPTC_HandleAPP13(in, out, iptc);
         if (m == kZbMarkerCOM && mode == 0) {
             if (const long err = Zb7JPEG_SkipVariable(in)) return err;
@@ -172,7 +173,7 @@ long Zb7JPEG_WriteJPEGMetaData(Zb7RW_Reader &in, Zb7RW_Writer &out, bool comment
     unsigned char marker = 0;
     if (const long err = Zb7JPEG_ScanJPEGHeaderAndWriteOut(in, out, comment ? 0 : 1, data, &marker)) return err;
     if (comment && !data.empty()) {
-        if (data.size() + 2 > kMaxSegmentLength) return -207;  // more than a segment can hold
+        if (data.size() + 2 > kMaxSegmentLength) return kTooLargeErr;  // more than a segment can hold
         if (const long err = WriteMarker(out, kZbMarkerCOM)) return err;
         if (const long err = Zb7RW_Write_2_bytes(out, unsigned(data.size() + 2))) return err;
         if (const long err = Zb7RW_Write_n_bytes(out, reinterpret_cast<const unsigned char *>(data.data()), data.size()))
@@ -242,14 +243,14 @@ std::string Zb7JPEG_IptcData_CreateIPTCRecordFromTxt(const fmx::Text &text, ZbTe
 namespace {
 
 long SetMetaData(const fmx::DataVect &parameters) {
-    if (parameters.Size() < 4) return -50;
+    if (parameters.Size() < 4) return kParamErr;
     char switches[kZbSwitchesCapacity + 1] = "";
     unsigned long cursor = 0;
     fmx::TextUniquePtr sourceText, destinationText, metadata;
     Zb7_ReadSwitchesAndPath(parameters, switches, sourceText, cursor);
     XP7_GetNextTxtFromVect(parameters, destinationText, &cursor);
     XP7_GetNextTxtFromVect(parameters, metadata, &cursor);
-    if (sourceText->GetSize() == 0) return -50;
+    if (sourceText->GetSize() == 0) return kParamErr;
     ZbTextEncoding encoding = fmx::Text::kEncoding_Native;  // "-Encoding=" is read and not used
     if (XP_HasSwitch(switches, "-MacCharset")) encoding = fmx::Text::kEncoding_ASCII_Mac;
     if (XP_HasSwitch(switches, "-WinCharset")) encoding = fmx::Text::kEncoding_ASCII_Windows;
@@ -258,7 +259,7 @@ long SetMetaData(const fmx::DataVect &parameters) {
     FSSpec sourceRef;
     std::string sourcePath;
     if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kZbMaxNameLength)) return err;
-    if (!XP_HasSwitch(switches, "-SetIPTC")) return -50;
+    if (!XP_HasSwitch(switches, "-SetIPTC")) return kParamErr;
     ZbFork source;
     if (const long err = Zb7_OpenContentsSource(sourceRef, sourcePath, source)) return err;
 

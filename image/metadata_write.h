@@ -8,13 +8,11 @@
 #include <string>
 #include <string_view>
 
-#include "files/fork_io.h"
+#include "filecore/fork_io.h"
 #include "image/jpeg_stream.h"
 #include "platform/forks.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
-
-constexpr long kZbErrBadCopy = -4247;
 
 // The writer of one copy, in blocks of 64 KiB.
 struct Zb7RW_Writer : ZbForkWriter {

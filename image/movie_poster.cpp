@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "platform/errors.h"
 #include "platform/processes.h"
 
 namespace {
@@ -30,16 +31,16 @@ std::vector<std::string> Arguments(const std::string &program, const std::string
 long Zb7_MoviePosterFrame(const std::string &path, ZbImage &image, long timeLimitMilliseconds) {
     // Looked for on each call, so an ffmpeg installed while the host runs is used from then on.
     const std::string program = Zb7_PlatformFindProgram("ffmpeg");
-    if (program.empty()) return kZbErrNoImporter;
+    if (program.empty()) return kNoImporterErr;
     std::string output;
     ZbProgramOutcome outcome;
     const int error =
         Zb7_PlatformRunProgram(Arguments(program, path), timeLimitMilliseconds, kMaxOutputBytes, output, outcome);
-    if (!outcome.started) return kZbErrNoImporter;
-    if (error == ENOMEM || outcome.outputTooLong) return kZbErrImageTooLarge;
-    if (error) return kZbErrBadImageData;
+    if (!outcome.started) return kNoImporterErr;
+    if (error == ENOMEM || outcome.outputTooLong) return kMemFullErr;
+    if (error) return kBadImageDataErr;
     // A whole frame is taken whatever happened after it was written.
     if (output.empty())
-        return outcome.status != 0 && !outcome.timedOut ? kZbErrNoImporter : kZbErrBadImageData;
+        return outcome.status != 0 && !outcome.timedOut ? kNoImporterErr : kBadImageDataErr;
     return Zb7_DecodePPM(reinterpret_cast<const uint8_t *>(output.data()), output.size(), image);
 }

@@ -1,4 +1,5 @@
 #include "image/pict_reader.h"
+#include "platform/errors.h"
 
 #include <algorithm>
 #include <array>
@@ -260,7 +261,7 @@ long Zb7_PictToImage(const uint8_t *data, size_t size, ZbImage &image) {
     ZbPictIn in{data + start, size - std::min(size, start)};
     in.Skip(2);
     ZbCanvas canvas{image, ReadRect(in)};
-    if (in.bad || canvas.frame.Width() <= 0 || canvas.frame.Height() <= 0) return kZbErrBadImageData;
+    if (in.bad || canvas.frame.Width() <= 0 || canvas.frame.Height() <= 0) return kBadImageDataErr;
     if (const long err = Zb7_AllocateImage(uint32_t(canvas.frame.Width()), uint32_t(canvas.frame.Height()), image))
         return err;
     std::fill(image.pixels.begin(), image.pixels.end(), 255);  // drawn on white
@@ -289,5 +290,5 @@ long Zb7_PictToImage(const uint8_t *data, size_t size, ZbImage &image) {
         if (!bytes) break;
         if (op == 0x8200) DrawCompressed(bytes, size_t(length), canvas);
     }
-    return canvas.drew ? 0L : long(kZbErrBadImageData);
+    return canvas.drew ? 0L : long(kBadImageDataErr);
 }

@@ -1,4 +1,5 @@
 #include "image/pict_writer.h"
+#include "platform/errors.h"
 
 #include <cstring>
 #include <new>
@@ -57,10 +58,10 @@ void Zb7_PackBits(const uint8_t *row, size_t units, int unitBytes, std::vector<u
 
 long Zb7_DrawingToPICT(const ZbDrawing &drawing, std::vector<uint8_t> &pict) {
     const uint32_t w = drawing.width, h = drawing.height;
-    if (w == 0 || h == 0 || w > 32767 || h > 32767) return -50;
+    if (w == 0 || h == 0 || w > 32767 || h > 32767) return kParamErr;
     const bool direct = drawing.depth != 8;
     const uint32_t rowBytes = direct ? w * 2 : (w + 1) & ~1u;
-    if (rowBytes > 0x3FFE) return -50;  // the largest row a pixel map can describe
+    if (rowBytes > 0x3FFE) return kParamErr;  // the largest row a pixel map can describe
     try {
         pict.clear();
         ZbPictOut out{pict};
@@ -119,7 +120,7 @@ long Zb7_DrawingToPICT(const ZbDrawing &drawing, std::vector<uint8_t> &pict) {
         out.U16(0x00FF);
         pict[0] = uint8_t(pict.size() >> 8), pict[1] = uint8_t(pict.size());
     } catch (const std::bad_alloc &) {
-        return -108;
+        return kMemFullErr;
     }
     return 0;
 }

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "files/fork_io.h"
-#include "files/fsspec.h"
-#include "files/paths.h"
-#include "files/resources.h"
+#include "filecore/fork_io.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "filecore/resources.h"
 #include "image/decoders.h"
 #include "image/drawing.h"
 #include "image/jpeg_codec.h"
@@ -17,11 +17,12 @@
 #include "image/pict_reader.h"
 #include "image/pict_writer.h"
 #include "image/thumbnails.h"
+#include "platform/errors.h"
 #include "platform/forks.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "text/encoding.h"
 
 namespace {
@@ -36,11 +37,11 @@ long ReadWholeFile(const std::string &path, std::vector<uint8_t> &bytes) {
     if (const long err = Zb7_PlatformOpenDataFork(path, false, fork)) return err;
     int64_t size = 0;
     if (const long err = Zb7_PlatformForkSize(fork, size)) return err;
-    if (size > kMaxSourceBytes) return kZbErrImageTooLarge;
+    if (size > kMaxSourceBytes) return kMemFullErr;
     try {
         bytes.resize(size_t(size));
     } catch (const std::bad_alloc &) {
-        return kZbErrImageTooLarge;
+        return kMemFullErr;
     }
     size_t got = 0;
     if (const long err = Zb7_PlatformReadFork(fork, 0, bytes.data(), bytes.size(), got)) return err;
@@ -83,7 +84,7 @@ long Zb7_PictureFromImageFile(const uint8_t *data, size_t size, uint32_t thumbna
         case ZbImageFormat::bmp: return Zb7_DecodeBMP(data, size, picture);
         case ZbImageFormat::unknown: break;
     }
-    return kZbErrNoImporter;
+    return kNoImporterErr;
 }
 
 namespace {
@@ -99,7 +100,7 @@ long PictureFromFile(const std::string &path, const ZbThumbnailSwitches &switche
     std::vector<uint8_t> bytes;
     if (const long err = ReadWholeFile(path, bytes)) return err;
     const long err = Zb7_PictureFromImageFile(bytes.data(), bytes.size(), switches.size, picture);
-    if (err != kZbErrNoImporter || !switches.tryMovie) return err;
+    if (err != kNoImporterErr || !switches.tryMovie) return err;
     bytes = {};
     return Zb7_MoviePosterFrame(path, picture);
 }
@@ -108,7 +109,7 @@ long PictureFromFile(const std::string &path, const ZbThumbnailSwitches &switche
 
 long Zb7_MakeThumbnail(const FSSpec &ref, const std::string &path, const ZbThumbnailSwitches &switches,
                        ZbThumbnail &thumbnail) {
-    if (switches.size == 0) return kZbErrParameter;
+    if (switches.size == 0) return kParamErr;
     // The sources in the switches' order: the picture resource as it is; the picture resource
     // scaled before the file's image; or the file's image before the picture resource.
     ZbImage picture;
@@ -147,7 +148,7 @@ long CreateThumbnail(const fmx::DataVect &parameters, fmx::BinaryDataUniquePtr &
     char switchText[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr pathText;
     unsigned long cursor = 0;
-    if (!Zb7_ReadSwitchesAndPath(parameters, switchText, pathText, cursor)) return kZbErrParameter;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switchText, pathText, cursor)) return kParamErr;
     const ZbThumbnailSwitches switches = Zb7_ReadThumbnailSwitches(switchText);
     FSSpec ref;
     if (const long err = XP7_TxtToItem(*pathText, ref, kLongNames)) return err;
@@ -159,11 +160,11 @@ long CreateThumbnail(const fmx::DataVect &parameters, fmx::BinaryDataUniquePtr &
     const ZbDrawing &d = thumbnail.drawing;
     if (switches.includePict) {
         fmx::QuadCharUniquePtr pict('P', 'I', 'C', 'T');
-        if (container->Add(*pict, fmx::uint32(thumbnail.pict.size()), thumbnail.pict.data()) != 0) return -108;
+        if (container->Add(*pict, fmx::uint32(thumbnail.pict.size()), thumbnail.pict.data()) != 0) return kMemFullErr;
     }
-    if (container->AddSIZEData(short(d.width), short(d.height)) != 0) return -108;
+    if (container->AddSIZEData(short(d.width), short(d.height)) != 0) return kMemFullErr;
     fmx::QuadCharUniquePtr jpeg('J', 'P', 'E', 'G');
-    if (container->Add(*jpeg, fmx::uint32(thumbnail.jpeg.size()), thumbnail.jpeg.data()) != 0) return -108;
+    if (container->Add(*jpeg, fmx::uint32(thumbnail.jpeg.size()), thumbnail.jpeg.data()) != 0) return kMemFullErr;
     return 0;
 }
 

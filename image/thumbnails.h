@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "image/decoders.h"
 #include "image/drawing.h"
 

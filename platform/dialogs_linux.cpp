@@ -17,6 +17,7 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/errors.h"
 #include "platform/processes.h"
 
 extern char **environ;
@@ -105,10 +106,6 @@ bool Zb7_PlatformHasDisplay() {
 }
 
 namespace {
-
-constexpr long kErrUserCanceled = -128;
-constexpr long kErrNoUserInteraction = -1713;
-constexpr long kErrUnknownDialogKind = -4225;
 
 // A settings folder of zenity's own for one dialog, removed afterwards. The file chooser reads
 // whether to list hidden files from its settings, and zenity takes no option for it; with the
@@ -211,8 +208,8 @@ bool Zb7_PlatformConfirmDelete(const std::string &message) {
 
 long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std::string> &chosen) {
     chosen.clear();
-    if (request.kind < kZbDialogChooseFile || request.kind > kZbDialogChooseFolder) return kErrUnknownDialogKind;
-    if (!Zb7_PlatformHasDisplay() || !Zb7_PlatformProgramExists("zenity")) return kErrNoUserInteraction;
+    if (request.kind < kZbDialogChooseFile || request.kind > kZbDialogChooseFolder) return kZbErrUnknownDialog;
+    if (!Zb7_PlatformHasDisplay() || !Zb7_PlatformProgramExists("zenity")) return kNoUserInteractionErr;
 
     // Chosen paths are joined by "//", which no path the chooser answers contains.
     std::vector<std::string> arguments = {"zenity", "--file-selection", "--separator=//", "--title=" + request.title};
@@ -245,8 +242,8 @@ long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std:
     }
 
     ZbZenityRun run = RunZenity(arguments, &environment);
-    if (run.status < 0 || run.NoDisplay()) return kErrNoUserInteraction;
-    if (run.status != 0) return kErrUserCanceled;
+    if (run.status < 0 || run.NoDisplay()) return kNoUserInteractionErr;
+    if (run.status != 0) return kUserCanceledErr;
     std::string &output = run.output;
     if (output.ends_with('\n')) output.pop_back();
     for (size_t at = 0; at < output.size();) {
@@ -255,5 +252,5 @@ long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std:
         if (next == std::string::npos) break;
         at = next + 2;
     }
-    return chosen.empty() ? kErrUserCanceled : 0;
+    return chosen.empty() ? kUserCanceledErr : kNoErr;
 }

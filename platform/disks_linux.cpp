@@ -98,19 +98,19 @@ long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const
         // gio asks for the user, for SMB the domain (the default is kept), and the password.
         const std::string answers = user + "\n" + (smb ? "\n" : "") + password + "\n";
         const int status = RunHelper({"gio", "mount", url}, answers, nullptr);
-        return status == 0 ? 0 : status < 0 ? -1426 : -5023;
+        return status == 0 ? kNoErr : status < 0 ? kNotSupportedErr : kUserNotAuthErr;
     }
-    if (geteuid() != 0) return -5000;
+    if (geteuid() != 0) return kAccessDeniedErr;
     // The mount point: /media/ and the URL's last name.
     std::string_view rest = std::string_view(url).substr(url.find("://") + 3);
     while (rest.ends_with('/')) rest.remove_suffix(1);
     const size_t slash = rest.rfind('/');
-    if (slash == std::string_view::npos || slash + 1 >= rest.size()) return -50;
+    if (slash == std::string_view::npos || slash + 1 >= rest.size()) return kParamErr;
     const std::string name(rest.substr(slash + 1));
-    if (name == "." || name == "..") return -50;
+    if (name == "." || name == "..") return kParamErr;
     const std::string mountPoint = "/media/" + name;
     const char *helper = smb ? "mount.cifs" : "mount.davfs";
-    if (!Zb7_PlatformProgramExists(helper)) return -1426;
+    if (!Zb7_PlatformProgramExists(helper)) return kNotSupportedErr;
     mkdir("/media", 0755);
     const bool made = mkdir(mountPoint.c_str(), 0755) == 0;
     if (!made && errno != EEXIST) return Zb7_ErrnoToOSErr(errno);
@@ -125,7 +125,7 @@ long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const
     }
     if (status == 0) return 0;
     if (made) rmdir(mountPoint.c_str());
-    return status < 0 ? -1426 : -5023;
+    return status < 0 ? kNotSupportedErr : kUserNotAuthErr;
 }
 
 long Zb7_PlatformUnmount(const ZbVolume &volume) {

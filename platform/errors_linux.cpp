@@ -4,28 +4,28 @@
 
 long Zb7_ErrnoToOSErr(int error, bool folderMissing) {
     switch (error) {
-    case 0: return 0;
-    case ENOENT: return folderMissing ? -120 : -43;
-    case ENOTDIR: return -120;
-    case EEXIST: return -48;
+    case 0: return kNoErr;
+    case ENOENT: return folderMissing ? kDirNFErr : kFnfErr;
+    case ENOTDIR: return kDirNFErr;
+    case EEXIST: return kDupFNErr;
     case EACCES:
-    case EPERM: return -5000;
-    case EROFS: return -46;
+    case EPERM: return kAccessDeniedErr;
+    case EROFS: return kVLckdErr;
     case ENOSPC:
     case EDQUOT:
-    case EFBIG: return -34;
+    case EFBIG: return kDskFulErr;
     case EBUSY:
     case ENOTEMPTY:
-    case ETXTBSY: return -47;
-    case EISDIR: return -1302;
-    case EXDEV: return -1303;
-    case ENAMETOOLONG: return -37;
+    case ETXTBSY: return kFBsyErr;
+    case EISDIR: return kNotAFileErr;
+    case EXDEV: return kDiffVolErr;
+    case ENAMETOOLONG: return kBdNamErr;
     case EMFILE:
-    case ENFILE: return -42;
-    case ENOMEM: return -108;
-    case EINVAL: return -50;
-    case ENOTSUP: return -1426;
-    case ELOOP: return -43;
-    default: return -36;
+    case ENFILE: return kTmfoErr;
+    case ENOMEM: return kMemFullErr;
+    case EINVAL: return kParamErr;
+    case ENOTSUP: return kNotSupportedErr;
+    case ELOOP: return kFnfErr;
+    default: return kIoErr;
     }
 }

@@ -20,8 +20,6 @@ inline constexpr char kZbCommentAttribute[] = "user.com.apple.metadata:kMDItemFi
 inline constexpr char kZbResourceForkAttribute[] = "user.com.apple.ResourceFork";
 inline constexpr char kZbCreatedAttribute[] = "user.zerb.created";
 
-constexpr long kZbErrNoAttributes = -1426;
-
 struct ZbItemInfo {
     bool isFolder = false;
     bool isLink = false;

@@ -16,12 +16,12 @@ namespace {
 // The error number of a failed attribute write: a file system without extended attributes, or a
 // symbolic link (Linux refuses user attributes on links with EPERM), cannot keep one.
 long WriteError(const std::string &path, int error) {
-    if (error == ENOTSUP) return kZbErrNoAttributes;
+    if (error == ENOTSUP) return kNotSupportedErr;
     if (error == EPERM) {
         struct stat st;
-        if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) return kZbErrNoAttributes;
+        if (lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode)) return kNotSupportedErr;
     }
-    return error == ENOENT ? -43 : Zb7_ErrnoToOSErr(error);
+    return error == ENOENT ? kFnfErr : Zb7_ErrnoToOSErr(error);
 }
 
 // A missing item (or one whose folder went away) as the path code answers it.
@@ -29,7 +29,7 @@ long ReadError(const std::string &path, int error) {
     if (error != ENOENT) return Zb7_ErrnoToOSErr(error);
     ZbNodeInfo node;
     const long err = Zb7_PlatformGetNodeInfo(path, false, node);
-    return err ? err : -43;
+    return err ? err : kFnfErr;
 }
 
 }  // namespace
@@ -78,7 +78,7 @@ long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::s
         if (errno != ERANGE) return ReadError(path, errno);
     }
     value.clear();
-    return -36;
+    return kIoErr;
 }
 
 long Zb7_PlatformAttributeSize(const std::string &path, const char *name, uint64_t &size) {
@@ -105,7 +105,7 @@ long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name) {
 long Zb7_PlatformSetLocked(const std::string &path, bool locked) {
     struct stat st;
     if (lstat(path.c_str(), &st) != 0) return ReadError(path, errno);
-    if (S_ISLNK(st.st_mode)) return kZbErrNoAttributes;
+    if (S_ISLNK(st.st_mode)) return kNotSupportedErr;
     const mode_t mode = locked ? st.st_mode & ~mode_t(S_IWUSR | S_IWGRP | S_IWOTH) : st.st_mode | S_IWUSR;
     if (ZbSys_fchmodat(AT_FDCWD, path.c_str(), mode & 07777, 0) != 0) return Zb7_ErrnoToOSErr(errno);
     return 0;

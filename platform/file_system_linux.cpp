@@ -22,10 +22,10 @@ namespace {
 // ENOENT means the item is missing, or a folder on the way to it: the two get different numbers.
 long MissingItemError(const std::string &path) {
     const auto slash = path.find_last_of('/', path.size() > 1 ? path.size() - 2 : 0);
-    if (slash == std::string::npos) return -43;
+    if (slash == std::string::npos) return kFnfErr;
     struct stat st;
     const std::string folder = slash == 0 ? std::string("/") : path.substr(0, slash);
-    return stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? -43 : -120;
+    return stat(folder.c_str(), &st) == 0 && S_ISDIR(st.st_mode) ? kFnfErr : kDirNFErr;
 }
 
 // The inode generation of a folder, read through a descriptor of its own (an O_PATH descriptor
@@ -65,7 +65,7 @@ long Zb7_PlatformGetNodeInfo(const std::string &path, bool follow, ZbNodeInfo &i
 long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::string &realPath) {
     info = {};
     const ZbUniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (folder.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : Zb7_ErrnoToOSErr(errno);
+    if (folder.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : Zb7_ErrnoToOSErr(errno);
     if (const int error = StatNode(folder.fd, "", AT_EMPTY_PATH, info)) return Zb7_ErrnoToOSErr(error);
     // The kernel knows the path the descriptor was opened at; without /proc, resolve it again.
     char link[PATH_MAX];
@@ -76,11 +76,11 @@ long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::stri
         // A folder removed after it was opened has no path any more.
         if (realPath.ends_with(" (deleted)")) {
             ZbNodeInfo now;
-            if (Zb7_PlatformGetNodeInfo(realPath, true, now) != 0 || !now.SameItem(info)) return -120;
+            if (Zb7_PlatformGetNodeInfo(realPath, true, now) != 0 || !now.SameItem(info)) return kDirNFErr;
         }
         return 0;
     }
-    if (const long err = Zb7_PlatformRealPath(path, realPath)) return err == -43 ? -120 : err;
+    if (const long err = Zb7_PlatformRealPath(path, realPath)) return err == kFnfErr ? kDirNFErr : err;
     return 0;
 }
 
@@ -114,7 +114,7 @@ long Zb7_PlatformCreateNewFile(const std::string &path) {
 long Zb7_PlatformApplicationPath(std::string &path) {
     char buffer[PATH_MAX];
     const ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer);
-    if (n <= 0 || size_t(n) >= sizeof buffer || buffer[0] != '/') return -43;
+    if (n <= 0 || size_t(n) >= sizeof buffer || buffer[0] != '/') return kFnfErr;
     path.assign(buffer, size_t(n));
     return 0;
 }

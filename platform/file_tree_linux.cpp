@@ -99,7 +99,7 @@ long Reopen(ZbSide &parent, const ZbSide &child) {
     if (fd.fd < 0) return ErrorOf(errno);
     struct stat st;
     if (fstat(fd.fd, &st) != 0) return ErrorOf(errno);
-    if (st.st_dev != parent.device || st.st_ino != parent.inode) return -47;  // the tree was moved meanwhile
+    if (st.st_dev != parent.device || st.st_ino != parent.inode) return kFBsyErr;  // the tree was moved meanwhile
     parent.fd = std::move(fd);
     return 0;
 }
@@ -117,7 +117,7 @@ struct ZbDeleteFrame {
 long DeleteTreeAt(int parentFd, const std::string &name) {
     std::vector<ZbDeleteFrame> stack(1);
     stack[0].folder.fd = ZbUniqueFd(OpenFolderAt(parentFd, name.c_str()));
-    if (stack[0].folder.fd.fd < 0) return errno == ENOTDIR || errno == ELOOP ? -120 : ErrorOf(errno);
+    if (stack[0].folder.fd.fd < 0) return errno == ENOTDIR || errno == ELOOP ? kDirNFErr : ErrorOf(errno);
     if (const long err = Identify(stack[0].folder)) return err;
     if (const long err = ReadEntries(stack[0].folder.fd.fd, stack[0].entries)) return err;
     const dev_t device = stack[0].folder.device;
@@ -138,7 +138,7 @@ long DeleteTreeAt(int parentFd, const std::string &name) {
                 return ErrorOf(errno);
             }
             if (const long err = Identify(child.folder)) return err;
-            if (child.folder.device != device) return -47;  // another file system is mounted there
+            if (child.folder.device != device) return kFBsyErr;  // another file system is mounted there
             if (const long err = ReadEntries(child.folder.fd.fd, child.entries)) return err;
             stack.push_back(std::move(child));
             if (stack.size() > kOpenFolders) stack[stack.size() - 1 - kOpenFolders].folder.fd.Reset();
@@ -432,7 +432,7 @@ long RefuseInsideItself(int dirFd, const struct stat &item) {
     if (!S_ISDIR(item.st_mode)) return 0;
     bool inside = false;
     if (const long err = IsSameOrInside(dirFd, item.st_dev, item.st_ino, inside)) return err;
-    return inside ? -50 : 0;
+    return inside ? kParamErr : kNoErr;
 }
 
 // Gives the finished item at `temp` its final name, unless an item of that name exists. Where
@@ -484,7 +484,7 @@ bool CopyFileUnnamed(int in, const struct stat &st, int dirFd, const std::string
 
 long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, const ZbFinderInfo &info) {
     ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     const bool withInfo = info.bytes != ZbFinderInfo{}.bytes;
     const auto setInfo = [&](int fd) {
         if (!withInfo || ZbSys_fsetxattr(fd, kZbFinderInfoAttribute, info.bytes.data(), info.bytes.size(), 0) == 0 ||
@@ -515,7 +515,7 @@ long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, 
 
 long Zb7_PlatformCreateFolder(const std::string &folder, const std::string &name) {
     ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     if (ZbSys_mkdirat(dir.fd, name.c_str(), 0777) != 0) return ErrorOf(errno);
     return 0;
 }
@@ -539,7 +539,7 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
     ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     std::string sourceFolder, sourceName;
     SplitPath(source, sourceFolder, sourceName);
     ZbUniqueFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -557,12 +557,12 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
     // Built under a temporary name: an empty folder to fill, or the whole item.
     const bool folderCopy = S_ISDIR(st.st_mode);
     std::string temp;
-    long err = -48;
-    for (int attempt = 0; attempt < 100 && err == -48; ++attempt) {
+    long err = kDupFNErr;
+    for (int attempt = 0; attempt < 100 && err == kDupFNErr; ++attempt) {
         temp = TemporaryName();
         if (folderCopy)
             err = ZbSys_mkdirat(dir.fd, temp.c_str(), 0700) == 0 ? 0 : ErrorOf(errno);
-        else if ((err = CopyLeaf(inDir.fd, sourceName.c_str(), st, dir.fd, temp.c_str())) != 0 && err != -48)
+        else if ((err = CopyLeaf(inDir.fd, sourceName.c_str(), st, dir.fd, temp.c_str())) != 0 && err != kDupFNErr)
             unlinkat(dir.fd, temp.c_str(), 0);
     }
     if (err) return err;
@@ -578,7 +578,7 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
 
 long Zb7_PlatformMoveItem(const std::string &source, const std::string &folder, const std::string &name) {
     ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? -120 : ErrorOf(errno);
+    if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
     // Refused before the name is claimed below, which would show in the folder's dates.

@@ -35,13 +35,13 @@ long MountOf(int fd, uint64_t &mountId) {
     struct statx sx;
     if (statx(fd, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_TYPE | STATX_MNT_ID, &sx) != 0)
         return Zb7_ErrnoToOSErr(errno);
-    if (!S_ISDIR(sx.stx_mode)) return -120;
+    if (!S_ISDIR(sx.stx_mode)) return kDirNFErr;
     mountId = (sx.stx_mask & STATX_MNT_ID) ? sx.stx_mnt_id
                                            : (uint64_t(1) << 63) | (uint64_t(sx.stx_dev_major) << 32) | sx.stx_dev_minor;
     return 0;
 }
 
-long FolderError(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP ? -120 : Zb7_ErrnoToOSErr(error); }
+long FolderError(int error) { return error == ENOENT || error == ENOTDIR || error == ELOOP ? kDirNFErr : Zb7_ErrnoToOSErr(error); }
 
 ZbKernelCall gOpenat2;     // Linux 5.6
 ZbKernelCall gGetxattrat;  // Linux 6.13
@@ -71,13 +71,13 @@ long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder) {
 long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<const std::string *> &names,
                                  ZbFolderHandle &folder) {
     folder.Close();
-    if (names.empty()) return -50;
+    if (names.empty()) return kParamErr;
     int fd = -2;
     if (names.size() > 1) {
         std::string relative;
         for (const std::string *name : names) relative.append(relative.empty() ? "" : "/").append(*name);
         if (relative.size() < 4000) fd = OpenBeneath(base.fd, relative);
-        if (fd == -1) return errno == EXDEV ? -120 : FolderError(errno);
+        if (fd == -1) return errno == EXDEV ? kDirNFErr : FolderError(errno);
     }
     if (fd == -2) {
         // One name at a time, each checked to be a folder of the same mount.
@@ -89,7 +89,7 @@ long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<c
             step.Close();
             step.fd = next;
             if (const long err = MountOf(next, step.mountId)) return err;
-            if (step.mountId != base.mountId) return -120;
+            if (step.mountId != base.mountId) return kDirNFErr;
             from = next;
         }
         folder = std::move(step);
@@ -97,7 +97,7 @@ long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<c
     }
     folder.fd = fd;
     if (const long err = MountOf(fd, folder.mountId)) return err;
-    return folder.mountId == base.mountId ? 0 : -120;
+    return folder.mountId == base.mountId ? kNoErr : kDirNFErr;
 }
 
 long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy) {

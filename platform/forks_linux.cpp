@@ -23,10 +23,10 @@ long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork)
     // may never end. Only a regular file has contents to read or write here.
     const int flags = (write ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK;
     fork.fd = write ? ZbSys_openat(AT_FDCWD, path.c_str(), flags) : open(path.c_str(), flags);
-    if (fork.fd < 0) return errno == ENXIO ? -1302 : Zb7_ErrnoToOSErr(errno);  // a socket
+    if (fork.fd < 0) return errno == ENXIO ? kNotAFileErr : Zb7_ErrnoToOSErr(errno);  // a socket
     struct stat st;
     if (fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
-    if (!S_ISREG(st.st_mode)) return -1302;
+    if (!S_ISREG(st.st_mode)) return kNotAFileErr;
     if (fcntl(fork.fd, F_SETFL, 0) != 0) return Zb7_ErrnoToOSErr(errno);  // reads of a file wait as usual
     return 0;
 }

@@ -1,3 +1,4 @@
+#include "platform/errors.h"
 #include "platform/launch.h"
 
 #include <poll.h>
@@ -10,9 +11,6 @@
 
 namespace {
 
-constexpr long kErrNoApplication = -10814;
-constexpr long kErrNotFound = -43;
-
 // Starts xdg-open in the background of a shell that ends at once (so the opener's parent becomes
 // the system's, which reaps it); the opener's exit status comes back on descriptor 3, which the
 // opener itself and the application it starts do not get.
@@ -21,15 +19,15 @@ constexpr const char *kOpenerScript = "( xdg-open \"$1\" 3>&- ; echo \"$?\" >&3 
 }  // namespace
 
 long Zb7_PlatformOpenItem(const std::string &path) {
-    if (!Zb7_PlatformProgramExists("xdg-open")) return kErrNoApplication;
+    if (!Zb7_PlatformProgramExists("xdg-open")) return kNoApplicationErr;
     ZbUniqueFd readEnd, writeEnd;
-    if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0) return kErrNoApplication;
+    if (Zb7_PlatformMakePipe(readEnd, writeEnd) != 0) return kNoApplicationErr;
     ZbSpawnRequest request;
     request.arguments = {"/bin/sh", "-c", kOpenerScript, "sh", path};
     request.extra = writeEnd.fd;
     request.newSession = true;
     pid_t pid = 0;
-    if (Zb7_PlatformSpawn(request, pid) != 0) return kErrNoApplication;
+    if (Zb7_PlatformSpawn(request, pid) != 0) return kNoApplicationErr;
     writeEnd.Reset();
     Zb7_PlatformWaitChild(pid);
 
@@ -52,8 +50,8 @@ long Zb7_PlatformOpenItem(const std::string &path) {
         case 0:
             return 0;
         case 2:
-            return kErrNotFound;
+            return kFnfErr;
         default:
-            return kErrNoApplication;
+            return kNoApplicationErr;
     }
 }

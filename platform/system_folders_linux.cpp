@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "plugin/globals.h"
+#include "platform/errors.h"
+#include "platform/four_char_code.h"
 #include "platform/system_folders.h"
 
 namespace {
@@ -63,12 +64,12 @@ long Zb7_PlatformFindFolder(uint32_t kind, std::string &path) {
     case ZbFourCharCode("temp"): path = EnvOr("TMPDIR", "/tmp"); break;
     case ZbFourCharCode("extn"): path = FolderOfThisModule(); break;
     case ZbFourCharCode("root"): path = "/"; break;
-    default: path.clear(); return -43;  // shutdown, apple menu and control panel folders do not exist here
+    default: path.clear(); return kFnfErr;  // shutdown, apple menu and control panel folders do not exist here
     }
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (!IsFolder(path)) {
         path.clear();
-        return -43;
+        return kFnfErr;
     }
     return 0;
 }

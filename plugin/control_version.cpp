@@ -2,11 +2,12 @@
 // the other functions are disabled.
 #include <cstring>
 
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/params.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "platform/errors.h"
 #include "plugin/registry.h"
-#include "plugin/results.h"
+#include "core/results.h"
 
 namespace {
 
@@ -94,14 +95,14 @@ fmx::errcode ZbFile7_DoControl(short /*functionId*/, const fmx::ExprEnv & /*env*
     {
         ZbFrameLock lock(gFrameMutex);
         if (parameters.Size() == 0 || disable + enable + status != 1) {
-            code = kZbErrParameter;
+            code = kParamErr;
         } else if (status) {
             XP7_CStrToData(gPassword.empty() ? "1" : "0", result);
             return 0;
         } else if (enable && gPassword.empty()) {
-            code = kZbErrNotDisabled;
+            code = kZbErrCannotProceed;
         } else if (passwordLength < 3 || passwordLength > 64) {
-            code = kZbErrPasswordLength;
+            code = kLengthErr;
         } else if (disable) {
             if (gPassword.empty())
                 gPassword = password;
@@ -110,7 +111,7 @@ fmx::errcode ZbFile7_DoControl(short /*functionId*/, const fmx::ExprEnv & /*env*
         } else if (gPassword == password) {  // byte for byte, letter case included
             gPassword.clear();
         } else {
-            code = kZbErrNotDisabled;
+            code = kZbErrCannotProceed;
         }
     }
     XP7_OSErrLToData(code, result);

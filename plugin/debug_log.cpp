@@ -12,9 +12,9 @@
 #include "platform/errors.h"
 #include "platform/finder_info.h"
 #include "platform/system_folders.h"
-#include "plugin/globals.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/params.h"
+#include "core/results.h"
 
 namespace {
 bool gDebugToFile = false;

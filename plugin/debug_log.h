@@ -3,7 +3,7 @@
 #ifndef ZERB_PLUGIN_DEBUG_LOG_H
 #define ZERB_PLUGIN_DEBUG_LOG_H
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 constexpr char kZbDebugLogName[] = "ZERB DEBUG LOG.txt";
 

@@ -3,9 +3,9 @@
 
 #include "platform/forks.h"
 #include "platform/volumes.h"
-#include "plugin/globals.h"
+#include "core/globals.h"
 #include "plugin/registry.h"
-#include "plugin/results.h"
+#include "core/results.h"
 #include "plugin/strings.h"
 
 namespace {

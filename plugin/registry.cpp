@@ -4,9 +4,10 @@
 #include <iterator>
 #include <new>
 
-#include "plugin/globals.h"
-#include "plugin/functions.h"
-#include "plugin/results.h"
+#include "core/globals.h"
+#include "core/functions.h"
+#include "core/results.h"
+#include "platform/errors.h"
 #include "plugin/strings.h"
 
 namespace {
@@ -19,13 +20,13 @@ struct ZbFunctionEntry {
     ZbHandler handler;
 };
 
-// Every function, in the order of plugin/functions.def, which is the registration order of the
+// Every function, in the order of core/functions.def, which is the registration order of the
 // main group: it is not that of the ids, and it is visible, as registration stops at the first
 // function the host refuses.
 constexpr ZbFunctionEntry kFunctions[] = {
 #define ZB_FUNCTION(id, name, group, minimum, maximum, handler, signature) \
     {id, ZbGroup::group, minimum, maximum, handler},
-#include "plugin/functions.def"
+#include "core/functions.def"
 #undef ZB_FUNCTION
 };
 
@@ -51,7 +52,7 @@ constexpr bool IdsAreSound() {
     }
     return true;
 }
-static_assert(IdsAreSound(), "a function id is repeated or out of range in plugin/functions.def");
+static_assert(IdsAreSound(), "a function id is repeated or out of range in core/functions.def");
 
 // One flag per optional group, set after its registration attempt and never cleared.
 bool gExtraRegistered[size_t(ZbGroup::CopyFolder) + 1] = {};
@@ -74,7 +75,7 @@ fmx::errcode ZbRegister(short functionId, short key, short minParameters, short 
     return fmx::ExprEnv::RegisterExternalFunction(*pluginId, functionId, *name, *prototype, minParameters,
                                                   maxParameters, flags, ZbDispatchFunction);
 } catch (...) {
-    return -108;  // the host could not build the texts: count it as a refused registration
+    return kMemFullErr;  // the host could not build the texts: count it as a refused registration
 }
 
 fmx::errcode ZbRegister(const ZbFunctionEntry &e) {
@@ -158,12 +159,12 @@ fmx::errcode ZbDispatchFunction(short functionId, const fmx::ExprEnv &env, const
         return handler(functionId, env, parameters, result);
     } catch (const std::bad_alloc &) {
         try {
-            XP7_OSErrLToData(-108, result);
+            XP7_OSErrLToData(kMemFullErr, result);
         } catch (...) {
         }
     } catch (...) {
         try {
-            XP7_OSErrLToData(-36, result);
+            XP7_OSErrLToData(kIoErr, result);
         } catch (...) {
         }
     }

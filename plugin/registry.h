@@ -3,8 +3,8 @@
 #ifndef ZERB_PLUGIN_REGISTRY_H
 #define ZERB_PLUGIN_REGISTRY_H
 
-#include "plugin/fmx.h"
-#include "plugin/functions.h"
+#include "fmx/fmx.h"
+#include "core/functions.h"
 
 constexpr uint32_t kZbFileFunctionFlags = 0xE900;
 constexpr uint32_t kZbVersionFunctionFlags = 0xFF01;

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "plugin/functions.h"
+#include "core/functions.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ constexpr ZbStringEntry kFile7[] = {
           u"and mount volumes, launch documents and run shell commands."},
 #define ZB_FUNCTION(id, name, group, minimum, maximum, handler, signature) \
     {ZbStringKeyOf(id), u"ZbFile_" #name signature},
-#include "plugin/functions.def"
+#include "core/functions.def"
 #undef ZB_FUNCTION
 };
 

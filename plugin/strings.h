@@ -3,7 +3,7 @@
 #ifndef ZERB_PLUGIN_STRINGS_H
 #define ZERB_PLUGIN_STRINGS_H
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 constexpr char kZbStringTable[] = "File7";
 constexpr char kZbStringKeyFormat[] = "Zerb File %d";

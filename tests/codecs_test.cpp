@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/charsets.h"
 #include "text/codecs.h"
 #include "text/encoding.h"

@@ -8,12 +8,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "files/fork_io.h"
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fork_io.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
 #include "platform/system_calls.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
+#include "core/globals.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

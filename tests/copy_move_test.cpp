@@ -16,7 +16,7 @@
 
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
-#include "plugin/functions.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

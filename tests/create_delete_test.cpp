@@ -11,8 +11,8 @@
 #include <functional>
 
 #include "platform/system_calls.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
+#include "core/globals.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

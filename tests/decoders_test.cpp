@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "image/decoders.h"
+#include "platform/errors.h"
 #include "tests/plugin_harness.h"
 
 namespace {
@@ -124,7 +125,7 @@ TEST_F(DecoderTest, HugeDeclaredSizesAndDamagedFilesAnswerErrors) {
                               const Decoder &decode, const char *what) {
         for (const auto &[at, value] : patches) bytes.replace(at, value.size(), value);
         ZbImage image;
-        EXPECT_EQ(decode(bytes, image), kZbErrImageTooLarge) << what;
+        EXPECT_EQ(decode(bytes, image), kMemFullErr) << what;
         EXPECT_TRUE(image.pixels.empty()) << what;
     };
     const std::string big16("\xFF\xFF", 2), big32("\xA0\x86\x01\x00", 4);  // 65535; 100000 little-endian
@@ -144,13 +145,13 @@ TEST_F(DecoderTest, HugeDeclaredSizesAndDamagedFilesAnswerErrors) {
         for (size_t cut : {size_t(8), size_t(30), whole.size() / 2}) {
             ZbImage image;
             const long err = decode(whole.substr(0, cut), image);
-            EXPECT_TRUE(err == kZbErrBadImageData || err == 0) << target << " cut at " << cut << ": " << err;
+            EXPECT_TRUE(err == kBadImageDataErr || err == 0) << target << " cut at " << cut << ": " << err;
         }
         std::string noise = whole.substr(0, 16);
         for (int k = 0; k < 4000; ++k) noise += char(k * 7919 % 251);
         ZbImage image;
         const long err = decode(noise, image);
-        EXPECT_TRUE(err == kZbErrBadImageData || err == kZbErrImageTooLarge || err == 0) << target << ": " << err;
+        EXPECT_TRUE(err == kBadImageDataErr || err == kMemFullErr || err == 0) << target << ": " << err;
     }
 }
 
@@ -164,19 +165,19 @@ TEST_F(DecoderTest, PixmapsAreReadStrictly) {
     const std::string pixels(18, 'x');  // 3 x 2
     const std::pair<std::string, long> cases[] = {
         {"P6 3\t2\r\n255\n" + pixels, 0},                   // any whitespace between the fields
-        {"P6\n3 2\n255\n" + pixels.substr(1), kZbErrBadImageData},  // short data
-        {"P6\n3 2\n255\n" + pixels + "x", kZbErrBadImageData},     // a byte too many
-        {"P3\n3 2\n255\n" + pixels, kZbErrBadImageData},
-        {"P6\n3 2\n65535\n" + pixels + pixels, kZbErrBadImageData},
-        {"P6\n# made by\n3 2\n255\n" + pixels, kZbErrBadImageData},
-        {"P6\n0 2\n255\n", kZbErrBadImageData},
-        {"P6\n3 2\n255" + pixels, kZbErrBadImageData},          // no whitespace after the maximum
-        {"P6\n3 -2\n255\n" + pixels, kZbErrBadImageData},
-        {"P6\n0000000003 2\n255\n" + pixels, kZbErrBadImageData},  // ten digits
-        {"P6\n3 2\n", kZbErrBadImageData},
-        {"", kZbErrBadImageData},
-        {"P6\n100000 100000\n255\n" + pixels, kZbErrImageTooLarge},  // refused before the data are looked at
-        {"P6\n999999999 999999999\n255\n", kZbErrImageTooLarge},
+        {"P6\n3 2\n255\n" + pixels.substr(1), kBadImageDataErr},  // short data
+        {"P6\n3 2\n255\n" + pixels + "x", kBadImageDataErr},     // a byte too many
+        {"P3\n3 2\n255\n" + pixels, kBadImageDataErr},
+        {"P6\n3 2\n65535\n" + pixels + pixels, kBadImageDataErr},
+        {"P6\n# made by\n3 2\n255\n" + pixels, kBadImageDataErr},
+        {"P6\n0 2\n255\n", kBadImageDataErr},
+        {"P6\n3 2\n255" + pixels, kBadImageDataErr},          // no whitespace after the maximum
+        {"P6\n3 -2\n255\n" + pixels, kBadImageDataErr},
+        {"P6\n0000000003 2\n255\n" + pixels, kBadImageDataErr},  // ten digits
+        {"P6\n3 2\n", kBadImageDataErr},
+        {"", kBadImageDataErr},
+        {"P6\n100000 100000\n255\n" + pixels, kMemFullErr},  // refused before the data are looked at
+        {"P6\n999999999 999999999\n255\n", kMemFullErr},
     };
     for (const auto &[bytes, expected] : cases) {
         ZbImage decoded;

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/system_calls.h"
-#include "plugin/functions.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -10,6 +10,7 @@
 #include <fstream>
 
 #include "image/movie_poster.h"
+#include "platform/errors.h"
 #include "platform/processes.h"
 #include "tests/plugin_harness.h"
 
@@ -92,19 +93,19 @@ TEST_F(ThumbnailMovieTest, FirstFrameComesOutPixelForPixel) {
     // Sound without pictures, and text, are nothing ffmpeg makes a picture of.
     ASSERT_EQ(std::system(("ffmpeg -loglevel error -f lavfi -i sine=d=0.2 " + Quote((dir / "tone.wav").string())).c_str()), 0);
     std::ofstream(dir / "notes.txt") << "not a movie\n";
-    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "tone.wav").string(), image), kZbErrNoImporter);
-    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "notes.txt").string(), image), kZbErrNoImporter);
+    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "tone.wav").string(), image), kNoImporterErr);
+    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "notes.txt").string(), image), kNoImporterErr);
 }
 
 TEST_F(ThumbnailMovieTest, FailingAndDamagedOutputOfFFmpegAnswersErrors) {
     const std::pair<const char *, long> cases[] = {
-        {"exit 1", kZbErrNoImporter},                                                // cannot read the file
-        {"exit 0", kZbErrBadImageData},                                              // read it, no picture
-        {"printf 'P6\\n4 4\\n255\\n'; head -c 20 /dev/zero", kZbErrBadImageData},      // cut short
-        {"printf 'P6\\n4 4\\n255\\n'; head -c 20 /dev/zero; kill -SEGV $$", kZbErrBadImageData},
-        {"printf 'P6\\n4\\n255\\n'; head -c 48 /dev/zero", kZbErrBadImageData},          // a field missing
-        {"printf 'P6\\n100000 100000\\n255\\n'", kZbErrImageTooLarge},                 // refused from its header
-        {"exec cat /dev/zero", kZbErrImageTooLarge},                                 // stopped at the bound
+        {"exit 1", kNoImporterErr},                                                // cannot read the file
+        {"exit 0", kBadImageDataErr},                                              // read it, no picture
+        {"printf 'P6\\n4 4\\n255\\n'; head -c 20 /dev/zero", kBadImageDataErr},      // cut short
+        {"printf 'P6\\n4 4\\n255\\n'; head -c 20 /dev/zero; kill -SEGV $$", kBadImageDataErr},
+        {"printf 'P6\\n4\\n255\\n'; head -c 48 /dev/zero", kBadImageDataErr},          // a field missing
+        {"printf 'P6\\n100000 100000\\n255\\n'", kMemFullErr},                 // refused from its header
+        {"exec cat /dev/zero", kMemFullErr},                                 // stopped at the bound
     };
     for (const auto &[body, expected] : cases) {
         StandIn(body);
@@ -121,7 +122,7 @@ TEST_F(ThumbnailMovieTest, AnFFmpegThatNeverFinishesIsEndedWithItsChildren) {
     StandIn("printf 'P6\\n4 4\\n255\\n'; sleep " + marker + " & sleep " + marker + "; wait");
     ZbImage image;
     const auto started = Clock::now();
-    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "any.mp4").string(), image, 1000), kZbErrBadImageData);
+    EXPECT_EQ(Zb7_MoviePosterFrame((dir / "any.mp4").string(), image, 1000), kBadImageDataErr);
     const auto took = Clock::now() - started;
     EXPECT_GE(took, std::chrono::milliseconds(950));
     EXPECT_LT(took, std::chrono::milliseconds(2000));

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/params.h"
+#include "core/results.h"
 #include "plugin/strings.h"
 #include "tests/plugin_harness.h"
 

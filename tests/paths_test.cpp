@@ -13,11 +13,11 @@
 #include <tuple>
 #include <vector>
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
 #include "platform/volumes.h"
-#include "plugin/globals.h"
-#include "plugin/functions.h"
+#include "core/globals.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -16,7 +16,7 @@
 
 #include "host/host_api.h"
 #include "host/objects.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 namespace zerbtest {
 

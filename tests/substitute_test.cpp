@@ -12,12 +12,12 @@
 #include <fstream>
 #include <random>
 
-#include "files/fork_io.h"
-#include "files/new_contents.h"
+#include "filecore/fork_io.h"
+#include "filecore/new_contents.h"
 #include "files/substitute.h"
 #include "platform/file_attributes.h"
 #include "platform/system_calls.h"
-#include "plugin/functions.h"
+#include "core/functions.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;

@@ -9,7 +9,7 @@
 #include <optional>
 
 #include "platform/system_folders.h"
-#include "plugin/globals.h"
+#include "core/globals.h"
 
 namespace fs = std::filesystem;
 

@@ -16,7 +16,7 @@
 #include <iostream>
 #include <thread>
 
-#include "files/paths.h"
+#include "filecore/paths.h"
 #include "platform/volumes.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 // Replaces a malformed surrogate.
 extern unsigned char gMyErrorChar;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/errors.h"
 #include "text/charsets.h"
 #include "text/encoding.h"
 
@@ -148,7 +149,7 @@ long EncodeBase64Lines(const unsigned char *in, size_t inLen, O *out, size_t out
     while (i < inLen) {
         if (pos + 4 + reserve > outCap) {
             *outLen = pos;
-            return kZbErrOverflow;
+            return kLengthErr;
         }
         const size_t left = inLen - i;
         if (left >= 3) {
@@ -168,7 +169,7 @@ long EncodeBase64Lines(const unsigned char *in, size_t inLen, O *out, size_t out
         if (++count == groupsPerLine || (i < inLen && in[i] == 0)) {
             if (pos + 2 > outCap) {
                 *outLen = pos;
-                return kZbErrOverflow;
+                return kLengthErr;
             }
             out[pos] = O('\r');
             out[pos + 1] = O('\n');
@@ -245,13 +246,13 @@ long DecodeBase64(const C *in, size_t n, unsigned char *out, size_t outCap, size
                 ++i;
                 continue;
             }
-            if (cls == kBadClass) return kZbErrBadInput;
+            if (cls == kBadClass) return kParamErr;
             if (cls == kPadClass) break;
             digits[k++] = cls;
             ++i;
         }
         if (k == 4) {
-            if (o + 3 > outCap) return kZbErrOverflow;
+            if (o + 3 > outCap) return kLengthErr;
             const uint32_t v = uint32_t(digits[0]) << 18 | uint32_t(digits[1]) << 12 | uint32_t(digits[2]) << 6 | digits[3];
             out[o] = uint8_t(v >> 16);
             out[o + 1] = uint8_t(v >> 8);
@@ -260,20 +261,20 @@ long DecodeBase64(const C *in, size_t n, unsigned char *out, size_t outCap, size
             continue;
         }
         if (i >= n) {
-            if (k != 0) return kZbErrBadInput;  // a group cut short
+            if (k != 0) return kParamErr;  // a group cut short
             *outLen = o;
             return 0;
         }
         // Padding: "xx==" or "xxx=", then nothing but blanks.
-        if (k < 2) return kZbErrBadInput;
+        if (k < 2) return kParamErr;
         int pads = 0;
         for (; i < n; ++i) {
             const uint8_t cls = Base64Class(in[i]);
             if (cls == kBlankClass) continue;
-            if (cls != kPadClass || ++pads > 4 - k) return kZbErrBadInput;
+            if (cls != kPadClass || ++pads > 4 - k) return kParamErr;
         }
-        if (pads != 4 - k) return kZbErrBadInput;
-        if (o + size_t(k - 1) > outCap) return kZbErrOverflow;
+        if (pads != 4 - k) return kParamErr;
+        if (o + size_t(k - 1) > outCap) return kLengthErr;
         const uint32_t v = uint32_t(digits[0]) << 18 | uint32_t(digits[1]) << 12 | (k == 3 ? uint32_t(digits[2]) << 6 : 0);
         out[o++] = uint8_t(v >> 16);
         if (k == 3) out[o++] = uint8_t(v >> 8);
@@ -294,7 +295,7 @@ long DecodeHex(const C *in, size_t n, bool skipBlanks, std::vector<unsigned char
         if (v == kHexBlank && skipBlanks) continue;
         if (v > 15) {
             out.clear();
-            return kZbErrBadInput;
+            return kParamErr;
         }
         if (high < 0) {
             high = v;
@@ -305,7 +306,7 @@ long DecodeHex(const C *in, size_t n, bool skipBlanks, std::vector<unsigned char
     }
     if (high >= 0) {
         out.clear();
-        return kZbErrBadInput;
+        return kParamErr;
     }
     out.resize(o);
     return 0;
@@ -344,7 +345,7 @@ bool IsBlank(char16_t c) { return c == u'\r' || c == u'\n' || c == u'\t' || c ==
 long AppendStreamData(const fmx::BinaryData &data, int stream, uint32_t size, bool hex, int lineLen,
                       std::u16string &text, size_t *appended) {
     std::vector<unsigned char> bytes(size);
-    if (size != 0 && data.GetData(stream, 0, size, bytes.data()) != 0) return kZbErrBadInput;
+    if (size != 0 && data.GetData(stream, 0, size, bytes.data()) != 0) return kParamErr;
     const size_t start = text.size();
     if (hex) {
         ZbHexEncode(bytes.data(), bytes.size(), text);
@@ -360,10 +361,10 @@ long AppendStreamData(const fmx::BinaryData &data, int stream, uint32_t size, bo
 }
 
 long WriteContainerText(const fmx::DataVect &parms, fmx::TextUniquePtr &out, unsigned long *index, bool hex) {
-    if (index == nullptr || *index >= parms.Size()) return kZbErrBadInput;
+    if (index == nullptr || *index >= parms.Size()) return kParamErr;
     const fmx::BinaryData &data = parms.AtAsBinaryData(fmx::uint32(*index));
     const fmx::int32 count = data.GetCount();
-    if (count <= 0) return kZbErrNoStreams;
+    if (count <= 0) return kNoDataErr;
     std::u16string text(kHeader);
     AppendHex32(text, uint32_t(count));
     fmx::QuadCharUniquePtr type;
@@ -375,7 +376,7 @@ long WriteContainerText(const fmx::DataVect &parms, fmx::TextUniquePtr &out, uns
         size_t length = 0;
         const long err = AppendStreamData(data, s, size, hex, int(kContainerLineLength), streamText, &length);
         if (err != 0) return err;
-        if (length > 0xFFFFFFFFu) return kZbErrOverflow;  // the length field has 8 digits
+        if (length > 0xFFFFFFFFu) return kLengthErr;  // the length field has 8 digits
         text += kSeparator;
         AppendHex32(text, type->GetMacType());
         AppendHex32(text, size);
@@ -395,16 +396,16 @@ long ReadContainerText(const fmx::TextUniquePtr &t, fmx::BinaryDataUniquePtr &da
     while (!v.empty() && IsBlank(v.back())) v.remove_suffix(1);
     if (v.size() < kHeader.size() + kTrailer.size() || v.substr(0, kHeader.size()) != kHeader ||
         v.substr(v.size() - kTrailer.size()) != kTrailer)
-        return kZbErrBadInput;
+        return kParamErr;
     // The records are read from the text between header and trailer, so no length can reach into
     // the trailer.
     const std::u16string_view body = v.substr(0, v.size() - kTrailer.size());
     size_t pos = kHeader.size();
     uint32_t count = 0;
-    if (!ReadHex32(body, &pos, &count) || count == 0) return kZbErrBadInput;
+    if (!ReadHex32(body, &pos, &count) || count == 0) return kParamErr;
     // The shortest record: separator, three fields and at least two characters of data.
     const size_t shortestRecord = kSeparator.size() + 3 * kHexFieldLength + 2;
-    if (count > (body.size() - pos) / shortestRecord) return kZbErrBadInput;
+    if (count > (body.size() - pos) / shortestRecord) return kParamErr;
     fmx::BinaryDataUniquePtr fresh;
     for (uint32_t k = 0; k < count; ++k) {
         unsigned long at = pos;
@@ -412,7 +413,7 @@ long ReadContainerText(const fmx::TextUniquePtr &t, fmx::BinaryDataUniquePtr &da
         if (err != 0) return err;
         pos = at;
     }
-    if (pos != body.size()) return kZbErrBadInput;
+    if (pos != body.size()) return kParamErr;
     data = std::move(fresh);
     return 0;
 }
@@ -444,11 +445,11 @@ void XP7_BlockToHexTxt(const char *p, unsigned long n, fmx::TextUniquePtr &out) 
 
 long XP7_Get1HexTxtChar(const fmx::TextUniquePtr &t, unsigned long *pos) {
     const unsigned long size = t->GetSize();
-    if (*pos >= size || size - *pos < 2) return kZbErrBadInput;
+    if (*pos >= size || size - *pos < 2) return kParamErr;
     fmx::uint16 digits[2];
     t->GetUnicode(digits, fmx::uint32(*pos), 2);
     const uint8_t high = HexValue(digits[0]), low = HexValue(digits[1]);
-    if (high > 15 || low > 15) return kZbErrBadInput;
+    if (high > 15 || low > 15) return kParamErr;
     *pos += 2;
     return long(high << 4 | low);
 }
@@ -550,17 +551,17 @@ long ZbBase64Decode(std::u16string_view in, std::vector<unsigned char> &out) {
 
 long XP7_TxtToBase64Txt(const fmx::TextUniquePtr &src, short srcForm, ZbTextEncoding e, unsigned long lineLen,
                         fmx::TextUniquePtr &out) {
-    if (e != fmx::Text::kEncoding_ASCII_Mac) return kZbErrBadInput;
+    if (e != fmx::Text::kEncoding_ASCII_Mac) return kParamErr;
     const std::u16string units = XP7_TxtToUnits(*src);
     std::vector<unsigned char> bytes;
     if (srcForm == kZbFormHex) {
-        if (ZbHexDecode(units, false, bytes) != 0) return kZbErrBadInput;
+        if (ZbHexDecode(units, false, bytes) != 0) return kParamErr;
     } else {
         UnitsToMacRoman(units, srcForm == kZbFormCharsEscaped, bytes);
     }
     const size_t groupsPerLine = std::max<unsigned long>(lineLen / 4, 1);
     const size_t length = Base64CRLength(bytes.size(), groupsPerLine);
-    if (length > kMaxBase64TxtLength) return kZbErrOverflow;
+    if (length > kMaxBase64TxtLength) return kLengthErr;
     std::u16string text(length, u'\0');
     EncodeBase64CR(bytes.data(), bytes.size(), groupsPerLine, text.data());
     XP7_UnitsToTxt(text, out, false);
@@ -569,9 +570,9 @@ long XP7_TxtToBase64Txt(const fmx::TextUniquePtr &src, short srcForm, ZbTextEnco
 
 long XP7_Base64TxtToTxt(const fmx::TextUniquePtr &src, unsigned char escapes, ZbTextEncoding e, short dstForm,
                         fmx::TextUniquePtr &out) {
-    if (e != fmx::Text::kEncoding_ASCII_Mac) return kZbErrBadInput;
+    if (e != fmx::Text::kEncoding_ASCII_Mac) return kParamErr;
     std::vector<unsigned char> bytes;
-    if (ZbBase64Decode(XP7_TxtToUnits(*src), bytes) != 0) return kZbErrBadInput;
+    if (ZbBase64Decode(XP7_TxtToUnits(*src), bytes) != 0) return kParamErr;
     std::u16string text;
     if (dstForm == kZbFormHex) {
         ZbHexEncode(bytes.data(), bytes.size(), text);
@@ -600,7 +601,7 @@ long XP7_Base64TxtToTxt(const fmx::TextUniquePtr &src, unsigned char escapes, Zb
 
 long XP7_FMBinaryDataToBase64Txt(const fmx::BinaryData &data, int stream, unsigned long size, int lineLen,
                                  fmx::TextUniquePtr &out, unsigned long *outLen) {
-    if (stream < 0 || stream >= data.GetCount() || size > data.GetSize(stream)) return kZbErrBadInput;
+    if (stream < 0 || stream >= data.GetCount() || size > data.GetSize(stream)) return kParamErr;
     std::u16string text;
     size_t appended = 0;
     const long err = AppendStreamData(data, stream, uint32_t(size), false, lineLen, text, &appended);
@@ -629,29 +630,29 @@ long XP7_HxtTxtToBinary(const fmx::TextUniquePtr &text, fmx::BinaryDataUniquePtr
 
 long XP7_AddOneFMBinaryData(std::u16string_view text, unsigned long *pos, short dataForm, fmx::BinaryData &data) {
     size_t p = *pos;
-    if (p > text.size() || text.substr(p, kSeparator.size()) != kSeparator) return kZbErrBadInput;
+    if (p > text.size() || text.substr(p, kSeparator.size()) != kSeparator) return kParamErr;
     p += kSeparator.size();
     uint32_t type = 0, size = 0, length = 0;
     if (!ReadHex32(text, &p, &type) || !ReadHex32(text, &p, &size) || !ReadHex32(text, &p, &length))
-        return kZbErrBadInput;
-    if (size == 0 || length > text.size() - p) return kZbErrBadInput;
+        return kParamErr;
+    if (size == 0 || length > text.size() - p) return kParamErr;
     const std::u16string_view encoded = text.substr(p, length);
     std::vector<unsigned char> bytes;
     if (dataForm == kZbFormHex) {
-        if (uint64_t(size) * 2 != length || ZbHexDecode(encoded, false, bytes) != 0) return kZbErrBadInput;
+        if (uint64_t(size) * 2 != length || ZbHexDecode(encoded, false, bytes) != 0) return kParamErr;
     } else {
         // At most 3 bytes per 4 characters: a size the data cannot hold is refused before the
         // buffer is made.
-        if (size > length / 4 * 3) return kZbErrBadInput;
+        if (size > length / 4 * 3) return kParamErr;
         bytes.resize(size);
         size_t decoded = 0;
         if (DecodeBase64(encoded.data(), encoded.size(), bytes.data(), bytes.size(), &decoded) != 0 ||
             decoded != size)
-            return kZbErrBadInput;
+            return kParamErr;
     }
     fmx::QuadCharUniquePtr quad;
     quad->SetMacType(type);
-    if (data.Add(*quad, size, bytes.data()) != 0) return kZbErrBadInput;
+    if (data.Add(*quad, size, bytes.data()) != 0) return kParamErr;
     *pos = p + length;
     return 0;
 }

@@ -32,12 +32,8 @@
 #include <string_view>
 #include <vector>
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
-
-constexpr long kZbErrBadInput = -50;       // paramErr: malformed input or a bad argument
-constexpr long kZbErrOverflow = -416;      // the output buffer or text would overflow
-constexpr long kZbErrNoStreams = -2026;    // a container value without any stream
 
 // Source and destination forms of the text <-> base64 routines and of the container's data.
 enum : short {

@@ -4,7 +4,8 @@
 #include <cstring>
 #include <vector>
 
-#include "plugin/params.h"
+#include "core/params.h"
+#include "platform/errors.h"
 #include "text/charsets.h"
 
 unsigned char gBetterEncoding_ASCII_Mac = 1;
@@ -109,7 +110,7 @@ long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t,
     if (n == 0) return 0;
     fmx::TextUniquePtr decoded;
     DecodeInto(p, n, decoded, e);
-    if (decoded->GetSize() == 0) return -302;
+    if (decoded->GetSize() == 0) return kBadExifErr;
     t->AppendText(*decoded);
     return 0;
 }

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 // The encoding of a call: a host encoding (fmx::Text::Encoding, 0 to 36) or the plug-in's own
 // BytesOnly, which the host's enumeration cannot hold.

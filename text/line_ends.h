@@ -2,7 +2,7 @@
 #ifndef ZERB_TEXT_LINE_ENDS_H
 #define ZERB_TEXT_LINE_ENDS_H
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 enum : short {
     kZbLineEndsCRtoCRLF = 1,

@@ -3,9 +3,10 @@
 #include <cstring>
 #include <string>
 
-#include "plugin/functions.h"
-#include "plugin/params.h"
-#include "plugin/results.h"
+#include "core/functions.h"
+#include "core/params.h"
+#include "core/results.h"
+#include "platform/errors.h"
 #include "text/encoding.h"
 
 namespace {
@@ -76,7 +77,7 @@ void ZbFile7_AppendByteCharToTxt(unsigned char c, fmx::TextUniquePtr &t, ZbTextE
 fmx::errcode ZbFile7_DoAsciiValueToText(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                         const fmx::DataVect &parameters, fmx::Data &result) {
     if (parameters.Size() < 2) {
-        XP7_OSErrLToData(kZbErrParameter, result);
+        XP7_OSErrLToData(kParamErr, result);
         return 0;
     }
     char switches[kZbSwitchesCapacity] = "";

@@ -15,8 +15,8 @@
 //
 // Names are held as colon paths show them: a ":" in a file name appears as "/" (and a "/" of a
 // name in a colon path stands for ":" on disk).
-#ifndef ZERB_FILES_FSSPEC_H
-#define ZERB_FILES_FSSPEC_H
+#ifndef ZERB_FILECORE_FSSPEC_H
+#define ZERB_FILECORE_FSSPEC_H
 
 #include <cstdint>
 #include <optional>

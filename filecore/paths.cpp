@@ -1,14 +1,15 @@
-#include "files/paths.h"
+#include "filecore/paths.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
+#include "platform/errors.h"
 #include "platform/file_system.h"
 #include "platform/finder_info.h"
-#include "plugin/globals.h"
-#include "plugin/params.h"
+#include "core/globals.h"
+#include "core/params.h"
 #include "text/charsets.h"
 #include "text/encoding.h"
 #include "text/unicode_forms.h"
@@ -85,7 +86,7 @@ void CleanPOSIXPath(std::string_view in, std::string &out, bool &folderMarked) {
 long ColonPathToPOSIX(std::string_view colon, short preferredVolume, std::string &posix, bool &folderMarked) {
     const size_t firstColon = colon.find(':');
     ZbVolume volume;
-    if (!Zb7_PlatformVolumeByName(colon.substr(0, firstColon), volume, preferredVolume)) return kZbErrNoSuchVolume;
+    if (!Zb7_PlatformVolumeByName(colon.substr(0, firstColon), volume, preferredVolume)) return kNsvErr;
     std::string raw = volume.mountPoint;
     if (firstColon != std::string_view::npos) {
         std::string_view rest = colon.substr(firstColon + 1);
@@ -162,9 +163,9 @@ long ResolvePOSIX(std::string posix, bool folderMarked, FSSpec &ref, bool itemOn
     const bool throughLink = folderMarked && posix != "/";
     const auto lookUp = [&] { return Zb7_PlatformGetItemInfo(throughLink ? posix + "/" : posix, info); };
     long err = lookUp();
-    if ((err == kZbErrNotFound || err == kZbErrFolderNotFound) && HasNonASCII(posix) && MatchNameForms(posix))
+    if ((err == kFnfErr || err == kDirNFErr) && HasNonASCII(posix) && MatchNameForms(posix))
         err = lookUp();
-    if (err != 0 && err != kZbErrNotFound) return err;
+    if (err != 0 && err != kFnfErr) return err;
     // A volume's root is named by the volume, which takes the folder table.
     if (itemOnly && posix != "/" && (err != 0 || !info.mountRoot)) {
         ref.name = ZbSwapColonsAndSlashes(std::string_view(posix).substr(posix.rfind('/') + 1));
@@ -200,7 +201,7 @@ long FSpLocationFromFullPathViaParents(std::string_view text, size_t maxNameLeng
         i = end;
     }
     for (const std::string_view name : names)
-        if (name.size() > maxNameLength) return kZbErrNameTooLong;
+        if (name.size() > maxNameLength) return kNameOrSegmentErr;
 
     FSSpec current;
     if (const long err = Zb7_VolumeNameToFSpec(volumeName, &current, preferredVolume)) return err;
@@ -209,15 +210,15 @@ long FSpLocationFromFullPathViaParents(std::string_view text, size_t maxNameLeng
         if (const long err = Zb7_FSSpecToPOSIXPath(current, folder)) return err;
         ZbNodeInfo info;
         if (const long err = Zb7_PlatformGetNodeInfo(folder, true, info)) return err;
-        if (!info.isFolder) return kZbErrNotAFolder;
-        if (names[k].empty()) return kZbErrNotFound;
+        if (!info.isFolder) return kNotAFolderErr;
+        if (names[k].empty()) return kFnfErr;
 
         long err;
         const std::string path = LookUpInFolder(folder, ZbSwapColonsAndSlashes(names[k]), err);
         if (const long made = Zb7_POSIXPathToFSSpec(path, current)) return made;
         if (err != 0) {
             if (k + 1 == names.size()) *ref = std::move(current);
-            return err == kZbErrFolderNotFound ? kZbErrNotFound : err;
+            return err == kDirNFErr ? kFnfErr : err;
         }
     }
     *ref = std::move(current);
@@ -244,8 +245,8 @@ long ResolveReferenceText(std::string_view text, size_t maxNameLength, FSSpec *r
     if (parID == kZbRootParentID) {
         // The folder that holds a volume's root has no path: the name is the volume's.
         ZbVolume volume;
-        if (!Zb7_PlatformVolumeByNumber(vRefNum, volume)) return kZbErrNoSuchVolume;
-        if (name.empty()) return kZbErrFolderNotFound;
+        if (!Zb7_PlatformVolumeByNumber(vRefNum, volume)) return kNsvErr;
+        if (name.empty()) return kDirNFErr;
         path = std::string(name) + ":";
     } else {
         FSSpec folder;
@@ -289,11 +290,11 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
     long err;
     if (!posixText.empty()) {
         CleanPOSIXPath(posixText, posix, folderMarked);
-        if (LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
+        if (LastNameTooLong(posix, maxNameLength)) return kNameOrSegmentErr;
         err = ResolvePOSIX(posix, folderMarked, *ref, itemOnly);
     } else {
         err = ColonPathToPOSIX(colon, preferredVolume, posix, folderMarked);
-        if (err == 0 && LastNameTooLong(posix, maxNameLength)) return kZbErrNameTooLong;
+        if (err == 0 && LastNameTooLong(posix, maxNameLength)) return kNameOrSegmentErr;
         if (err == 0) err = ResolvePOSIX(posix, folderMarked, *ref);
         if (err == 0 && AliasWorkAroundOn()) doubtful = !PathNamesVolume(colon, ref->vRefNum);
         if (err != 0) {
@@ -307,7 +308,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
                 err = ResolvePOSIX(clean, marked || folderMarked, found);
                 if (err == 0)
                     *ref = std::move(found);
-                else if (err != kZbErrNotFound)
+                else if (err != kFnfErr)
                     ZbClearFSSpec(*ref);  // only a missing item leaves a reference behind
             }
         }
@@ -315,7 +316,7 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
 
     // A folder missing on the way, a doubtful volume, or a folder name past the file system's
     // limit (-37, which the walk answers as the caller's -92): resolve component by component.
-    if (err == kZbErrFolderNotFound || err == kZbErrBadPath || doubtful) {
+    if (err == kDirNFErr || err == kBdNamErr || doubtful) {
         if (colon.empty()) {
             ZbVolume volume;
             Zb7_PlatformVolumeOfPath(posix, volume);
@@ -326,9 +327,9 @@ long ResolveText(std::string_view text, size_t maxNameLength, FSSpec *ref, short
         }
         err = FSpLocationFromFullPathViaParents(colon, maxNameLength, ref, preferredVolume);
     }
-    if ((err == 0 || err == kZbErrNotFound) && ref->parID != kZbRootParentID && ref->name.size() > maxNameLength) {
+    if ((err == 0 || err == kFnfErr) && ref->parID != kZbRootParentID && ref->name.size() > maxNameLength) {
         ZbClearFSSpec(*ref);
-        return kZbErrNameTooLong;
+        return kNameOrSegmentErr;
     }
     return err;
 }
@@ -348,9 +349,9 @@ void RemoveEndSeparator(std::string &path, char separator) {
 }  // namespace
 
 long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameLength, FSSpec *ref) {
-    if (!ref) return kZbErrNoOutput;
+    if (!ref) return kParamErr;
     ZbClearFSSpec(*ref);
-    if (TooShortForAPath(path)) return kZbErrBadPath;
+    if (TooShortForAPath(path)) return kBdNamErr;
     if (encodingMode != kZbPathUTF8) return ResolveText(ZbMacRomanToUTF8(path), maxNameLength, ref, 0);
     return ResolveText(path, maxNameLength, ref, 0);
 }
@@ -358,15 +359,15 @@ long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameL
 long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode, size_t maxNameLength,
                                        FSSpec *parent, std::string &name) {
     name.clear();
-    if (!parent) return kZbErrNoOutput;
+    if (!parent) return kParamErr;
     ZbClearFSSpec(*parent);
-    if (TooShortForAPath(path)) return kZbErrBadPath;
+    if (TooShortForAPath(path)) return kBdNamErr;
     const std::string text = encodingMode != kZbPathUTF8 ? ZbMacRomanToUTF8(path) : std::string(path);
 
     if (text[0] == ':') {
         FSSpec item;
         const long err = ResolveText(text, maxNameLength, &item, 0);
-        if (err != 0 && (err != kZbErrNotFound || ZbIsClearedFSSpec(item))) return err;
+        if (err != 0 && (err != kFnfErr || ZbIsClearedFSSpec(item))) return err;
         ZbSetFSSpec(*parent, item.vRefNum, item.parID, {});
         name = item.name;
         return 0;
@@ -378,19 +379,19 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
     if (!posixText.empty()) {
         bool marked;
         CleanPOSIXPath(posixText, posix, marked);
-        if (posix.size() == 1) return kZbErrFolderNotFound;
+        if (posix.size() == 1) return kDirNFErr;
         folder = ZbFolderOfPath(posix);
         last = std::string_view(posix).substr(posix.rfind('/') + 1);
     } else {
         std::string_view colon = colonText;
         if (colon.size() > 1 && colon.back() == ':') colon.remove_suffix(1);
         const size_t split = colon.rfind(':');
-        if (split == std::string_view::npos) return kZbErrFolderNotFound;
+        if (split == std::string_view::npos) return kDirNFErr;
         folder = colon.substr(0, split);
         last = colon.substr(split + 1);
     }
-    if (last.empty()) return kZbErrBadPath;
-    if (last.size() > maxNameLength) return kZbErrNameTooLong;
+    if (last.empty()) return kBdNamErr;
+    if (last.size() > maxNameLength) return kNameOrSegmentErr;
     if (const long err = ResolveText(folder, maxNameLength, parent, 0)) {
         ZbClearFSSpec(*parent);
         return err;
@@ -416,10 +417,10 @@ long Zb7_NewItemFolderAndName(const fmx::Text &pathText, FSSpec &folder, std::st
         ReadPathForm(path, colon, posix);
         const std::string_view text = posix.empty() ? std::string_view(colon) : posix;
         const size_t split = text.rfind(posix.empty() ? ':' : '/');
-        if (split == std::string_view::npos) return kZbErrBadNewName;
+        if (split == std::string_view::npos) return kParamErr;
         last = text.substr(split + 1);
     }
-    if (last.empty() || last == "." || last == ".." || last.size() > kZbMaxNameLength) return kZbErrBadNewName;
+    if (last.empty() || last == "." || last == ".." || last.size() > kZbMaxNameLength) return kParamErr;
     const long err = Zb7_CStrToParentFSSpecAndFileName(path, kZbPathUTF8, kZbMaxNameLength, &folder, name);
     name = ZbSwapColonsAndSlashes(name);  // references hold names as colon paths show them
     return err;
@@ -443,7 +444,7 @@ long Zb7_ReadPathText(const fmx::Text &text, fmx::Text::Encoding encoding, std::
     out.assign(bytes);
     if (out.size() <= kZbPathBufferSize) return 0;
     out.clear();
-    return kZbErrBadPath;
+    return kBdNamErr;
 }
 
 namespace {
@@ -458,10 +459,10 @@ long TxtToReference(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, bo
     if (const long err = Zb7_ReadPathText(text, fmx::Text::kEncoding_UTF8, utf8)) return err;
     const auto parse = [&](const std::string &path) {
         ZbClearFSSpec(ref);
-        return TooShortForAPath(path) ? kZbErrBadPath : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
+        return TooShortForAPath(path) ? kBdNamErr : ResolveText(path, maxNameLength, &ref, 0, itemOnly);
     };
     long err = parse(utf8);
-    if (err == kZbErrNotFound && ZbIsClearedFSSpec(ref)) {
+    if (err == kFnfErr && ZbIsClearedFSSpec(ref)) {
         std::string macRoman;
         if (Zb7_ReadPathText(text, fmx::Text::kEncoding_ASCII_Mac, macRoman) == 0 && macRoman != utf8)
             err = parse(macRoman);
@@ -487,7 +488,7 @@ long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLen
     if (const long err = ZbMoreX_FSSpecToFullPath(folder, kZbPathUTF8, startup, out, maxLength)) return err;
     if (out.size() + ref.name.size() > maxLength) {
         out.clear();
-        return kZbErrPathTooLong;
+        return kTooLargeErr;
     }
     out += ref.name;
     return 0;
@@ -508,7 +509,7 @@ long ZbMoreX_FSSpecToFullPath(const FSSpec &ref, short encodingMode, const std::
     if (info.isFolder && !out.empty() && out.back() != ':') {
         if (out.size() + 1 > limit) {
             out.clear();
-            return kZbErrPathTooLong;
+            return kTooLargeErr;
         }
         out += ':';
     }
@@ -529,7 +530,7 @@ long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMo
     }
     if (out.size() > maxLength) {
         out.clear();
-        return kZbErrPathTooLong;
+        return kTooLargeErr;
     }
     return 0;
 }
@@ -555,11 +556,11 @@ void Zb7_GetVolumeName(std::string_view path, std::string &volumeName) {
 }
 
 long Zb7_VolumeNameToFSpec(std::string_view volumeName, FSSpec *ref, short preferredVolume) {
-    if (!ref) return kZbErrNoOutput;
+    if (!ref) return kParamErr;
     ZbClearFSSpec(*ref);
     if (!volumeName.empty() && volumeName.back() == ':') volumeName.remove_suffix(1);
     ZbVolume volume;
-    if (!Zb7_PlatformVolumeByName(volumeName, volume, preferredVolume)) return kZbErrNoSuchVolume;
+    if (!Zb7_PlatformVolumeByName(volumeName, volume, preferredVolume)) return kNsvErr;
     ZbSetFSSpec(*ref, volume.vRefNum, kZbRootParentID, volume.name);
     ref->path = volume.mountPoint;
     return 0;
@@ -607,19 +608,19 @@ void Zb7_CheckForEndColonOrBackSlashTxt(fmx::TextUniquePtr &path) {
 }
 
 long Zb7_MyResolveAliasFile(FSSpec *ref) {
-    if (!ref) return kZbErrNoOutput;
+    if (!ref) return kParamErr;
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(*ref, path)) return err;
     ZbNodeInfo info;
     if (const long err = Zb7_PlatformGetNodeInfo(path, false, info)) return err;
     if (!info.isLink) return 0;
     std::string target;
-    if (const long err = Zb7_PlatformRealPath(path, target)) return err == kZbErrFolderNotFound ? kZbErrNotFound : err;
+    if (const long err = Zb7_PlatformRealPath(path, target)) return err == kDirNFErr ? kFnfErr : err;
     return Zb7_POSIXPathToFSSpec(target, *ref);
 }
 
 long Zb7_PrepareTempFile(const FSSpec *near, std::string_view /*name*/, FSSpec *temp, short /*flag*/) {
-    if (!near || !temp) return kZbErrNoOutput;
+    if (!near || !temp) return kParamErr;
     ZbClearFSSpec(*temp);
     std::string path;
     if (const long err = Zb7_FSSpecToPOSIXPath(*near, path)) return err;

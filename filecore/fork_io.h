@@ -1,6 +1,6 @@
 // Reading ranges of a file's data, and the forks behind them.
-#ifndef ZERB_FILES_FORK_IO_H
-#define ZERB_FILES_FORK_IO_H
+#ifndef ZERB_FILECORE_FORK_IO_H
+#define ZERB_FILECORE_FORK_IO_H
 
 #include <algorithm>
 #include <condition_variable>
@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "platform/forks.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 #include "text/encoding.h"
 
 #if defined(__x86_64__)
@@ -25,7 +25,6 @@
 #include <arm_neon.h>
 #endif
 
-constexpr long kZbErrEndOfFile = -39;
 constexpr uint32_t kZbToTheEnd = 0xFFFFFFFF;
 constexpr uint32_t kZbLongestRange = 0x7FFFFFFF;
 

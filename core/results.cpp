@@ -1,4 +1,5 @@
-#include "plugin/results.h"
+#include "core/results.h"
+#include "platform/errors.h"
 
 #include <cstdio>
 
@@ -36,13 +37,13 @@ void XP7_CStrToData(const char *text, fmx::Data &result, fmx::Text::Encoding enc
 long XP7_WinToMacOSErr(long code) {
     switch (code) {
     case 0: return 0;
-    case 2: return -43;    // file not found
-    case 3: return -120;   // directory not found
-    case 5: return -47;    // access denied: file busy
-    case 38: return -39;   // end of file
+    case 2: return kFnfErr;    // file not found
+    case 3: return kDirNFErr;   // directory not found
+    case 5: return kFBsyErr;    // access denied: file busy
+    case 38: return kEofErr;   // end of file
     case 80:
-    case 183: return -48;  // duplicate file name
-    case 87: return -50;   // parameter error
+    case 183: return kDupFNErr;  // duplicate file name
+    case 87: return kParamErr;   // parameter error
     default: return code;
     }
 }

@@ -1,9 +1,10 @@
-#include "files/fork_io.h"
+#include "filecore/fork_io.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 #include "platform/forks.h"
@@ -17,9 +18,9 @@ long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool
     if (const long err = Zb7_PlatformOpenDataFork(path, false, fork)) return err;
     int64_t size = 0;
     if (const long err = Zb7_PlatformForkSize(fork, size)) return err;
-    if (size < 0) return kZbErrEndOfFile;
+    if (size < 0) return kEofErr;
     if (int64_t(offset) > size) {
-        if (!startOverIfPastEnd) return kZbErrEndOfFile;
+        if (!startOverIfPastEnd) return kEofErr;
         offset = 0;
     }
     uint64_t count = length == kZbToTheEnd ? 0 : length;
@@ -28,7 +29,7 @@ long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool
     try {
         bytes.resize(size_t(count));
     } catch (const std::bad_alloc &) {
-        return -108;
+        return kMemFullErr;
     }
     size_t actual = 0;
     if (const long err = Zb7_PlatformReadFork(fork, offset, bytes.data(), bytes.size(), actual)) {
@@ -96,11 +97,11 @@ long ZbStreamReader::NextBlock() {
     ++blockNumber;
     valid = uint32_t(std::min(kZbStreamBlock, chunkValid - std::min(chunkValid, chunkBlock * kZbStreamBlock)));
     position = 0;
-    return valid == 0 ? kZbErrEndOfFile : 0;
+    return valid == 0 ? kEofErr : kNoErr;
 }
 
 long ZbStreamReader::Unread(size_t count) {
-    if (count > kZbUnreadLimit) return -92;
+    if (count > kZbUnreadLimit) return kNameOrSegmentErr;
     position -= uint32_t(count);  // may wrap: then the next read takes the next block
     return 0;
 }
@@ -202,13 +203,13 @@ uint32_t ZbCandidates::Next(const ZbStreamReader &in) {
 
 long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive, int64_t &offset) {
     offset = 0;
-    if (pattern.empty()) return -50;
+    if (pattern.empty()) return kParamErr;
     ZbStreamReader in(fork);
     ZbCandidates candidates(static_cast<unsigned char>(pattern[0]), !caseSensitive);
     int64_t count = 0;  // bytes read so far, as the stream counts them
     for (;;) {
         if (in.position >= in.valid) {
-            if (const long err = in.NextBlock()) return err == kZbErrEndOfFile ? 0 : err;
+            if (const long err = in.NextBlock()) return err == kEofErr ? 0 : err;
         }
         // Where the whole pattern fits in the block, an attempt that fails fails inside it: the
         // first whole match is found at once (as in Substitute).
@@ -237,7 +238,7 @@ long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool cas
         size_t matched = 1;
         for (; matched < pattern.size(); ++matched) {
             unsigned char d;
-            if (const long err = in.Read(d)) return err == kZbErrEndOfFile ? 0 : err;
+            if (const long err = in.Read(d)) return err == kEofErr ? 0 : err;
             ++count;
             if ((caseSensitive ? d : ZbLowerByte(d)) != static_cast<unsigned char>(pattern[matched])) break;
         }

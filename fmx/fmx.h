@@ -1,6 +1,6 @@
 // The host interface as the plug-in sees it: every wrapper class it uses.
-#ifndef ZERB_PLUGIN_FMX_H
-#define ZERB_PLUGIN_FMX_H
+#ifndef ZERB_FMX_FMX_H
+#define ZERB_FMX_FMX_H
 
 #include "FMWrapper/FMXExtern.h"
 #include "FMWrapper/FMXBinaryData.h"

@@ -1,21 +1,10 @@
 // Results and error codes shared by every handler.
-#ifndef ZERB_PLUGIN_RESULTS_H
-#define ZERB_PLUGIN_RESULTS_H
+#ifndef ZERB_CORE_RESULTS_H
+#define ZERB_CORE_RESULTS_H
 
 #include <string>
 
-#include "plugin/fmx.h"
-
-// Error codes of the frame.
-enum : long {
-    kZbErrParameter = -50,         // a parameter is missing or wrong
-    kZbErrPasswordLength = -416,   // Control: password shorter than 3 or longer than 64 bytes
-    kZbErrAlreadyDisabled = -4217, // Control: functions are already disabled
-    kZbErrNotDisabled = -4218,     // Control: not disabled, or the password does not match
-    kZbErrDisabled = -4220,        // a function was called while functions are disabled
-    kZbErrNotAvailable = -4221,    // the function is not available in this build
-    kZbErrNoPathForFileName = -4215, // GetPathTo "currentFileName": that keyword yields no path
-};
+#include "fmx/fmx.h"
 
 // "0" for success, otherwise "$$" and the signed decimal code.
 std::string XP_OSErrLToCStr(long code);

@@ -1,12 +1,13 @@
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 
 #include <deque>
 #include <list>
 #include <unordered_map>
 
+#include "platform/errors.h"
 #include "platform/file_system.h"
 #include "platform/volumes.h"
-#include "plugin/globals.h"
+#include "core/globals.h"
 
 FSSpec gDefaultFSSpec;
 
@@ -253,7 +254,7 @@ long Zb7_FolderIdOfPath(const std::string &path, short &vRefNum, int32_t &folder
 
 long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
     ZbVolume volume;
-    if (!Zb7_PlatformVolumeByNumber(vRefNum, volume)) return -35;
+    if (!Zb7_PlatformVolumeByNumber(vRefNum, volume)) return kNsvErr;
     if (folderId == kZbRootFolderID) {
         path = volume.mountPoint;
         return 0;
@@ -263,13 +264,13 @@ long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path) {
         ZbFrameLock lock(gFrameMutex);
         ZbFolderTable &t = Table();
         const auto it = t.byId.find(IdKey(vRefNum, folderId));
-        if (it == t.byId.end()) return -120;
+        if (it == t.byId.end()) return kDirNFErr;
         Touch(t, it->second);
         path = it->second.path;
         node = it->second.node;
     }
     // The id stands for that folder, not for its path: a folder moved away or replaced is not found.
-    if (!LeadsTo(path, node)) return -120;
+    if (!LeadsTo(path, node)) return kDirNFErr;
     return 0;
 }
 
@@ -307,8 +308,8 @@ long Zb7_FSSpecToPOSIXPath(const FSSpec &ref, std::string &path) {
     }
     if (ref.parID == kZbRootParentID) {
         ZbVolume volume;
-        if (!Zb7_PlatformVolumeByNumber(ref.vRefNum, volume)) return -35;
-        if (ref.name.empty()) return -120;
+        if (!Zb7_PlatformVolumeByNumber(ref.vRefNum, volume)) return kNsvErr;
+        if (ref.name.empty()) return kDirNFErr;
         path = volume.mountPoint;
         return 0;
     }

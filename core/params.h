@@ -1,8 +1,8 @@
 // Reading parameters in order, splitting lists and testing switch words.
-#ifndef ZERB_PLUGIN_PARAMS_H
-#define ZERB_PLUGIN_PARAMS_H
+#ifndef ZERB_CORE_PARAMS_H
+#define ZERB_CORE_PARAMS_H
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 // Size of the 8-bit buffers switches and most short texts are read into; longer input is cut.
 constexpr unsigned long kZbSwitchesCapacity = 2000;

@@ -1,4 +1,4 @@
-#include "plugin/params.h"
+#include "core/params.h"
 
 #include <algorithm>
 #include <array>

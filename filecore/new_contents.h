@@ -1,15 +1,15 @@
 // New contents for a file, made in a new file beside their place and put there only when whole:
 // in place (the new file takes the old one's place in one exchange, keeping its permissions,
 // ownership and extended attributes) or under a new name that must not exist yet.
-#ifndef ZERB_FILES_NEW_CONTENTS_H
-#define ZERB_FILES_NEW_CONTENTS_H
+#ifndef ZERB_FILECORE_NEW_CONTENTS_H
+#define ZERB_FILECORE_NEW_CONTENTS_H
 
 #include <string>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "platform/finder_info.h"
 #include "platform/forks.h"
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 struct ZbNewContents {
     bool inPlace = true;

@@ -1,7 +1,8 @@
-#include "files/new_contents.h"
+#include "filecore/new_contents.h"
 
-#include "files/fsspec.h"
-#include "files/paths.h"
+#include "filecore/fsspec.h"
+#include "filecore/paths.h"
+#include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
 
@@ -10,7 +11,7 @@ long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source
     if (const long err = Zb7_FSSpecToItemInfo(ref, path, info)) return err;
     if (info.isLink) {
         std::string target;
-        if (const long err = Zb7_PlatformRealPath(path, target)) return err == -120 ? -43 : err;  // a dangling link
+        if (const long err = Zb7_PlatformRealPath(path, target)) return err == kDirNFErr ? kFnfErr : err;  // a dangling link
         path = std::move(target);
     }
     return Zb7_PlatformOpenDataFork(path, false, source);
@@ -29,7 +30,7 @@ long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &source
             return err;
         if (const long err = Zb7_FSSpecToPOSIXPath(folderRef, contents.folder)) return err;
         ZbItemInfo existing;
-        if (Zb7_PlatformGetItemInfo(ZbJoinPath(contents.folder, contents.name), existing) == 0) return -48;
+        if (Zb7_PlatformGetItemInfo(ZbJoinPath(contents.folder, contents.name), existing) == 0) return kDupFNErr;
     }
     return Zb7_PlatformOpenNewFile(contents.folder, contents.temporaryName, contents.fork);
 }

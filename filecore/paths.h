@@ -7,16 +7,16 @@
 //                   host's "filemac:/Volume/folder/name" is read as the colon path it spells.
 //   reference text  ":" volume ":" parent folder id ":" name, as Zb7_Mac_FSSpecToCStr writes it.
 // Paths the plug-in produces are colon paths in UTF-8, starting with the volume's name.
-#ifndef ZERB_FILES_PATHS_H
-#define ZERB_FILES_PATHS_H
+#ifndef ZERB_FILECORE_PATHS_H
+#define ZERB_FILECORE_PATHS_H
 
 #include <string>
 #include <string_view>
 
-#include "files/fsspec.h"
+#include "filecore/fsspec.h"
 #include "platform/volumes.h"
-#include "plugin/fmx.h"
-#include "plugin/params.h"
+#include "fmx/fmx.h"
+#include "core/params.h"
 
 // Encoding modes of the path routines: kZbPathUTF8 takes and gives UTF-8; any other mode takes
 // and gives Mac OS Roman bytes.
@@ -27,20 +27,6 @@ constexpr size_t kZbPathBufferSize = 2000;
 constexpr size_t kZbRefTextPathLimit = 1998;
 // Longest path ZbMoreX_FSSpecToFullPath produces, whatever the caller allows.
 constexpr size_t kZbFullPathLimit = 5000;
-
-// Error numbers of the path code.
-enum : long {
-    kZbErrNoSuchVolume = -35,
-    kZbErrBadPath = -37,        // path text shorter than 2 bytes
-    kZbErrNotFound = -43,
-    kZbErrNoOutput = -50,       // no reference to write to
-    kZbErrBadNewName = -50,     // a new item's path has no folder part, or its name is not allowed
-    kZbErrNameTooLong = -92,    // a name longer than the caller's maximum
-    kZbErrFolderNotFound = -120,
-    kZbErrPathTooLong = -207,
-    kZbErrNotAFolder = -1407,
-    kZbErrPathIsErrorText = -4299,
-};
 
 // Parses a path text (any of the three syntaxes) into a reference. The last name may be at most
 // maxNameLength bytes. 0 on success. A missing item whose folder exists answers -43 with the

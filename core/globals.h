@@ -1,13 +1,15 @@
 // Process-wide state of the frame. The host may call from several threads at once, so every
 // global below is read and written only while holding gFrameMutex.
-#ifndef ZERB_PLUGIN_GLOBALS_H
-#define ZERB_PLUGIN_GLOBALS_H
+#ifndef ZERB_CORE_GLOBALS_H
+#define ZERB_CORE_GLOBALS_H
 
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
+
+#include "platform/four_char_code.h"
 
 extern std::recursive_mutex gFrameMutex;
 
@@ -32,11 +34,5 @@ extern std::string gWindowTitle;
 
 extern bool gAliasBugWorkAround;
 extern std::string gPassword;            // non-empty: every function except Version and Control is disabled
-
-// Four-character code with the first character in the high byte.
-constexpr uint32_t ZbFourCharCode(const char (&c)[5]) {
-    return uint32_t(uint8_t(c[0])) << 24 | uint32_t(uint8_t(c[1])) << 16 | uint32_t(uint8_t(c[2])) << 8 |
-           uint32_t(uint8_t(c[3]));
-}
 
 #endif

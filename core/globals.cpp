@@ -1,6 +1,6 @@
-#include "plugin/globals.h"
+#include "core/globals.h"
 
-#include "plugin/fmx.h"
+#include "fmx/fmx.h"
 
 std::recursive_mutex gFrameMutex;
 
