@@ -96,6 +96,35 @@ bool HasAdobeSegment(const uint8_t *data, size_t size) {
     return FindSegment(data, size, 0xEE, "Adobe", 5, length) && length >= 12;
 }
 
+// Whether the library must hold the coefficients of the whole image at full size, whatever the
+// scale it decodes at: for a progressive frame, or a sequential one sent in several scans (its
+// first scan carries fewer components than the frame). Bytes between segments are skipped up to
+// the next marker, as the library does.
+bool HoldsWholeImage(const uint8_t *data, size_t size) {
+    if (size < 4 || data[0] != 0xFF || data[1] != 0xD8) return false;
+    bool progressive = false;
+    unsigned frameComponents = 0;
+    for (size_t at = 2; at + 4 <= size;) {
+        const uint8_t marker = data[at + 1];
+        if (data[at] != 0xFF || marker == 0xFF) {
+            ++at;
+            continue;
+        }
+        if (marker == 0xD9) return false;
+        const size_t field = Get(data + at + 2, 2, true);
+        if (field < 2 || at + 2 + field > size) return false;
+        const uint8_t *segment = data + at + 4;
+        const bool frame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
+        if (frame && field >= 8) {
+            progressive = marker == 0xC2 || marker == 0xC6 || marker == 0xCA || marker == 0xCE;
+            frameComponents = segment[5];
+        }
+        if (marker == 0xDA) return progressive || (field >= 3 && segment[0] < frameComponents);
+        at += 2 + field;
+    }
+    return false;
+}
+
 // Turns decoded CMYK samples into RGB with full alpha, in place (both 4 bytes a pixel): each
 // colour is what its ink leaves of white, times what the black leaves.
 void CMYKToRGBA(std::vector<uint8_t> &pixels, bool inverted) {
@@ -121,6 +150,9 @@ long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbIm
                             &colorspace) != 0 ||
         width <= 0 || height <= 0)
         return kBadImageDataErr;
+    // Such a file needs memory for every sample at full size, even for a thumbnail: a forged
+    // header would otherwise have the library take gigabytes.
+    if (HoldsWholeImage(data, size) && uint64_t(width) * uint64_t(height) > kZbMaxDecodedPixels) return kMemFullErr;
     // The smallest scale whose longest side still reaches the size asked for.
     int count = 0;
     const tjscalingfactor *factors = tj.scalingFactors(&count);

@@ -135,6 +135,13 @@ TEST_F(DecoderTest, HugeDeclaredSizesAndDamagedFilesAnswerErrors) {
     ASSERT_NE(frame, std::string::npos);
     expectTooLarge(gif, {{6, big16}, {8, big16}, {frame + 5, big16}, {frame + 7, big16}}, Plain(Zb7_DecodeGIF), "gif");
     expectTooLarge(Make("", "bmp3"), {{18, big32}, {22, big32}}, Plain(Zb7_DecodeBMP), "bmp");
+    // A progressive JPEG holds every coefficient at full size even for a thumbnail: 30000 square
+    // would take gigabytes, though its eighth fits.
+    const std::string progressive = Make("-interlace Plane", "jpeg"), big30k("\x75\x30", 2);
+    const size_t sof = progressive.find("\xFF\xC2");
+    ASSERT_NE(sof, std::string::npos);
+    expectTooLarge(progressive, {{sof + 5, big30k}, {sof + 7, big30k}}, Scaled(Zb7_DecodeJPEG, 100),
+                   "progressive jpeg");
 
     // Cut files and noise behind a right signature: errors, never a crash.
     const std::pair<const char *, Decoder> formats[] = {{"png", Plain(Zb7_DecodePNG)},   {"gif", Plain(Zb7_DecodeGIF)},
