@@ -15,11 +15,8 @@ extern std::recursive_mutex gFrameMutex;
 
 using ZbFrameLock = std::lock_guard<std::recursive_mutex>;
 
-extern short gThisResPath;               // the block's second field, copied on every call
-extern short gHostExtnVersion;           // the version the host announced at init
 extern long gXP_StartupCount;            // init messages seen in this process
 extern std::string gStartupDiskNameAndColon;
-extern bool gNavServicesExists;          // file dialogs can be shown
 
 // Creator code given to new files; 0 gives them none.
 extern uint32_t gDefaultCreator;
@@ -28,9 +25,6 @@ extern uint32_t gDefaultCreator;
 constexpr int kMaxDefaultTypes = 10;
 extern std::unique_ptr<std::array<uint32_t, kMaxDefaultTypes>> gDefaultFTypeListPtr;
 extern short gNumTypes;                  // entries used; -1 means no filter
-
-// Title given to every file dialog window; no function sets it, so it stays empty.
-extern std::string gWindowTitle;
 
 extern bool gAliasBugWorkAround;
 extern std::string gPassword;            // non-empty: every function except Version and Control is disabled

@@ -49,10 +49,6 @@ long XP7_WinToMacOSErr(long code) {
 }
 
 void XP_DisplayMessage(int alertId, int number) {
-    const char *text = alertId == kZbAlertSystemTooOld
-                           ? "Zerb File Plug-In needs a newer version of the system's libraries."
-                           : "Zerb File Plug-In could not start its file layer (error %d).";
-    std::fprintf(stderr, "Zerb File Plug-In alert %d: ", alertId);
-    std::fprintf(stderr, text, number);
-    std::fputc('\n', stderr);
+    std::fprintf(stderr, "Zerb File Plug-In alert %d: could not start its file layer (error %d).\n", alertId,
+                 number);
 }

@@ -20,7 +20,7 @@ void XP7_TxtOrErrorToData(long err, const fmx::TextUniquePtr &text, const fmx::D
 void XP7_CStrToData(const char *text, fmx::Data &result, fmx::Text::Encoding encoding = fmx::Text::kEncoding_UTF8);
 
 // Start-up alerts: there is no window on a server, so they go to standard error.
-enum { kZbAlertStartupFailed = 256, kZbAlertSystemTooOld = 24311 };
+enum { kZbAlertStartupFailed = 256 };
 void XP_DisplayMessage(int alertId, int number);
 
 #endif

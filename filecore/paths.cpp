@@ -619,7 +619,7 @@ long Zb7_MyResolveAliasFile(FSSpec *ref) {
     return Zb7_POSIXPathToFSSpec(target, *ref);
 }
 
-long Zb7_PrepareTempFile(const FSSpec *near, std::string_view /*name*/, FSSpec *temp, short /*flag*/) {
+long Zb7_PrepareTempFile(const FSSpec *near, FSSpec *temp) {
     if (!near || !temp) return kParamErr;
     ZbClearFSSpec(*temp);
     std::string path;

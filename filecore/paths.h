@@ -98,8 +98,7 @@ void Zb7_CheckForEndColonOrBackSlashTxt(fmx::TextUniquePtr &path);
 long Zb7_MyResolveAliasFile(FSSpec *ref);
 
 // Makes a new empty file "ZERBTMP" and the current date-time in seconds, beside the item `near`
-// (so on the same file system), typed and created "trsh". -48 when that name is taken. `name`
-// and `flag` are not used.
-long Zb7_PrepareTempFile(const FSSpec *near, std::string_view name, FSSpec *temp, short flag);
+// (so on the same file system), typed and created "trsh". -48 when that name is taken.
+long Zb7_PrepareTempFile(const FSSpec *near, FSSpec *temp);
 
 #endif

@@ -84,7 +84,7 @@ long Zb7_DoNavDialog(std::string switches, int kind, const std::string &location
     request.defaultName = defaultName;
     {
         ZbFrameLock lock(gFrameMutex);
-        request.title = gWindowTitle.empty() ? prompt : prompt.empty() ? gWindowTitle : gWindowTitle + ": " + prompt;
+        request.title = prompt;
     }
     // A default location that does not parse is ignored. A file as the location opens its folder,
     // with the file selected when "-selectDefault" asks for the location itself; a save dialog

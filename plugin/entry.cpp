@@ -14,14 +14,9 @@ constexpr short kZbLowestHostVersion = k70ExtnVersion;  // 50
 constexpr short kZbHighestHostVersion = kMaxExtnVersion;  // 255
 constexpr FMX_PtrType kZbSpokenExtnVersion = k80ExtnVersion;  // 51
 
-// The platform check of the first start-up: every Linux system this build runs on has what the
-// plug-in needs, so there is nothing that can be too old.
-bool ZbPlatformSupported() { return true; }
-
 // Start-up of the file layer. Answers an error number, 0 on success.
 long ZbFileLayerStartup() {
     gStartupDiskNameAndColon = Zb7_PlatformStartupVolumeName() + ":";
-    gNavServicesExists = false;  // no dialogs on a server
     gDefaultCreator = ZbFourCharCode("ttxt");
     try {
         gDefaultFTypeListPtr = std::make_unique<std::array<uint32_t, kMaxDefaultTypes>>();
@@ -34,12 +29,9 @@ long ZbFileLayerStartup() {
     return 0;
 }
 
-// Answers false when the plug-in must not be enabled.
+// Answers false when the plug-in must not be enabled. Every Linux system this build loads on has
+// what the plug-in needs, so only the file layer's start-up can fail, and it is reported.
 bool ZbFirstStartup() {
-    if (!ZbPlatformSupported()) {
-        XP_DisplayMessage(kZbAlertSystemTooOld, 0);
-        return false;
-    }
     if (const long err = ZbFileLayerStartup()) XP_DisplayMessage(kZbAlertStartupFailed, int(err));
     return true;
 }
@@ -50,7 +42,6 @@ FMX_PtrType ZbInit(FMX_ExternCallPtr pb) {
     bool started = true;
     {
         ZbFrameLock lock(gFrameMutex);
-        gHostExtnVersion = pb->extnVersion;
         if (gXP_StartupCount == 0) started = ZbFirstStartup();
         ++gXP_StartupCount;
     }
@@ -83,7 +74,6 @@ extern "C" __attribute__((visibility("default"))) void FMExternCallProc(FMX_Exte
     if (!pb) return;
     try {
         gFMX_ExternCallPtr = pb;
-        gThisResPath = static_cast<short>(pb->unusedID);
         switch (pb->whichCall) {
         case kFMXT_Init:
             pb->result = ZbInit(pb);

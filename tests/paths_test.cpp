@@ -492,14 +492,14 @@ TEST_F(PathModel, TheItemOnlyLookUpAnswersAsTheFullOne) {
 TEST_F(PathModel, TemporaryFilesAreMadeBesideTheTargetOncePerSecond) {
     FSSpec target, temp, again;
     ASSERT_EQ(Parse(tree->root + "/dir/file.txt", target), 0);
-    long err = Zb7_PrepareTempFile(&target, "", &temp, 0);
-    if (err == -48) err = Zb7_PrepareTempFile(&target, "", &temp, 0);  // a second just turned
+    long err = Zb7_PrepareTempFile(&target, &temp);
+    if (err == -48) err = Zb7_PrepareTempFile(&target, &temp);  // a second just turned
     ASSERT_EQ(err, 0);
     EXPECT_EQ(temp.parID, target.parID);
     EXPECT_EQ(temp.name.rfind("ZERBTMP", 0), 0u);
     EXPECT_GT(std::stoul(temp.name.substr(7)), 3'800'000'000ul);  // seconds since 1904: after 2024
     EXPECT_TRUE(fs::exists(tree->root + "/dir/" + temp.name));
-    if (Zb7_PrepareTempFile(&target, "", &again, 0) != -48) {
+    if (Zb7_PrepareTempFile(&target, &again) != -48) {
         EXPECT_NE(again.name, temp.name);
     }
     fs::remove(tree->root + "/dir/" + temp.name);

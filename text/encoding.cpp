@@ -8,8 +8,6 @@
 #include "platform/errors.h"
 #include "text/charsets.h"
 
-unsigned char gBetterEncoding_ASCII_Mac = 1;
-
 namespace {
 
 // Switch words in the order they are tested; the first found decides. Native comes before UTF8,
@@ -81,11 +79,11 @@ void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e)
     t->AppendText(*decoded);
 }
 
-void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e) {
+void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e, bool macOmega) {
     const auto byte = static_cast<unsigned char>(c);
     if (e == fmx::Text::kEncoding_ASCII_Mac) {
         if (byte == 0xF0) return XP7_AppendUTF32CharToTxt(0xF8FF, t);  // the Apple logo
-        if (gBetterEncoding_ASCII_Mac && byte == 0xBD) return XP7_AppendUTF32CharToTxt(0x03A9, t);  // omega
+        if (macOmega && byte == 0xBD) return XP7_AppendUTF32CharToTxt(0x03A9, t);  // omega
     }
     fmx::TextUniquePtr decoded;
     DecodeInto(&c, 1, decoded, e);  // a zero byte stays one character of code 0

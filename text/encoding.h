@@ -12,9 +12,6 @@ using ZbTextEncoding = int;
 // One character is one byte (its low 8 bits), no conversion.
 constexpr ZbTextEncoding kZbEncodingBytesOnly = 4200;
 
-// Enables the ASCII_Mac overrides of XP7_AppendCharToTxt (0xBD is omega, 0xF0 the Apple logo).
-extern unsigned char gBetterEncoding_ASCII_Mac;
-
 // The encoding chosen by "-Encoding=<name>" in the switches, or the default.
 ZbTextEncoding XP7_GetEncodingSwitch(const char *switches, ZbTextEncoding defaultEncoding);
 // True for ASCII_DOS, ASCII_Windows, ASCII_Mac and BytesOnly.
@@ -22,7 +19,9 @@ bool XP7_IsOneCharIsOneByteEncoding(ZbTextEncoding encoding);
 
 void XP7_CStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e);
 void XP7_AppendCStrToTxt(const char *s, fmx::TextUniquePtr &t, ZbTextEncoding e);
-void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e);
+// Appends one byte decoded in the encoding. In ASCII_Mac 0xF0 is the Apple logo (U+F8FF), and 0xBD
+// the Greek capital omega (U+03A9) unless `macOmega` is false, when it decodes as the host has it.
+void XP7_AppendCharToTxt(char c, fmx::TextUniquePtr &t, ZbTextEncoding e, bool macOmega = true);
 void XP7_AppendMacASCIICharToTxt(unsigned char c, fmx::TextUniquePtr &t);
 // Decodes exactly n bytes (zero bytes included); append 0 replaces t. n of 0 leaves t untouched.
 void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,

@@ -68,10 +68,7 @@ int ZbFile7_GetNextASCIIValue(const fmx::TextUniquePtr &list, const fmx::TextUni
 
 void ZbFile7_AppendByteCharToTxt(unsigned char c, fmx::TextUniquePtr &t, ZbTextEncoding e,
                                  unsigned char better) {
-    const unsigned char saved = gBetterEncoding_ASCII_Mac;
-    gBetterEncoding_ASCII_Mac = better;
-    XP7_AppendCharToTxt(static_cast<char>(c), t, e);
-    gBetterEncoding_ASCII_Mac = saved;
+    XP7_AppendCharToTxt(static_cast<char>(c), t, e, better != 0);
 }
 
 fmx::errcode ZbFile7_DoAsciiValueToText(short /*functionId*/, const fmx::ExprEnv & /*env*/,
