@@ -28,6 +28,9 @@
 constexpr int32_t kZbRootParentID = 1;  // the folder that holds a volume's root folder
 constexpr int32_t kZbRootFolderID = 2;  // a volume's root folder
 constexpr size_t kZbMaxNameLength = 255;
+// The longest name the functions that keep the original's short names take (Exists, the sizes,
+// dates and attributes, GetContents, the path functions, the dialogs, Search's volume).
+constexpr size_t kZbShortNameLength = 63;
 
 struct FSSpec {
     short vRefNum = 0;

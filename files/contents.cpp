@@ -17,8 +17,6 @@
 
 namespace {
 
-constexpr size_t kMaxNameLength = 63;
-
 // An optional offset or length parameter: its number as an unsigned 32-bit value; a value that is
 // negative as a signed 32-bit number is refused.
 long RangeParameter(const fmx::DataVect &parameters, unsigned long index, uint32_t &value) {
@@ -34,7 +32,7 @@ long GetContents(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     if (!Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor)) return kParamErr;
     const ZbTextEncoding encoding = XP7_GetEncodingSwitch(switches, fmx::Text::kEncoding_Native);
     FSSpec ref;
-    if (const long err = XP7_TxtToItem(*path, ref, kMaxNameLength)) return err;
+    if (const long err = XP7_TxtToItem(*path, ref, kZbShortNameLength)) return err;
     uint32_t offset = 0, length = kZbToTheEnd;
     if (const long err = RangeParameter(parameters, 2, offset)) return err;
     if (const long err = RangeParameter(parameters, 3, length)) return err;

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr size_t kMaxNameLength = 255;
-
 // Both handlers: resolve the source, find the destination's folder and name, then copy or move.
 long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHandler) {
     if (parameters.Size() < 3) return kParamErr;
@@ -26,7 +24,7 @@ long CopyOrMove(short functionId, const fmx::DataVect &parameters, bool folderHa
 
     FSSpec sourceRef;
     std::string source;
-    if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kMaxNameLength)) return err;
+    if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kZbMaxNameLength)) return err;
     ZbItemInfo info;
     if (const long err = Zb7_FSSpecToItemInfo(sourceRef, source, info)) return err;
     if (folderHandler) {

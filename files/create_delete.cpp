@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr size_t kMaxNameLength = 255;
-
 bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                          fmx::TextUniquePtr &path) {
     unsigned long cursor = 0;
@@ -33,7 +31,7 @@ long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::stri
 // The item a path names, as a POSIX path, and what it is.
 long ExistingItem(const fmx::TextUniquePtr &path, std::string &posix, ZbItemInfo &info) {
     FSSpec ref;
-    if (const long err = XP7_TxtToItem(*path, ref, kMaxNameLength)) return err;
+    if (const long err = XP7_TxtToItem(*path, ref, kZbMaxNameLength)) return err;
     return Zb7_FSSpecToItemInfo(ref, posix, info);
 }
 

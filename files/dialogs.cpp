@@ -21,7 +21,6 @@
 
 namespace {
 
-constexpr size_t kShortNames = 63;
 constexpr const char *kDefaultPrompt = "Select a file.";
 // The chosen items' texts are gathered in a buffer of this size and handed to the result text
 // whenever the gathered length passes kCollectionFlush.
@@ -92,7 +91,7 @@ long Zb7_DoNavDialog(std::string switches, int kind, const std::string &location
     FSSpec ref;
     std::string locationPath;
     ZbItemInfo info;
-    if (!location.empty() && ZbPi_CStrToFSpec(location, kZbPathUTF8, kShortNames, &ref) == 0 &&
+    if (!location.empty() && ZbPi_CStrToFSpec(location, kZbPathUTF8, kZbShortNameLength, &ref) == 0 &&
         Zb7_FSSpecToItemInfo(ref, locationPath, info) == 0) {
         const bool selectFile = !info.isFolder && kind != kZbDialogPutFile && XP_HasSwitch(switches.c_str(), "-selectDefault");
         request.location = info.isFolder || selectFile ? locationPath : FolderOf(locationPath);
@@ -221,7 +220,7 @@ long ContentsDialog(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
     std::string colonPath;
     if (const long err = ItemText(chosen.front(), false, colonPath)) return err;
     FSSpec ref;
-    if (const long err = ZbPi_CStrToFSpec(colonPath, kZbPathUTF8, kShortNames, &ref)) return err;
+    if (const long err = ZbPi_CStrToFSpec(colonPath, kZbPathUTF8, kZbShortNameLength, &ref)) return err;
     if (const long err = XP7_ReadFileToTxt(ref, 0, kZbToTheEnd, encoding, text)) return err;
     if (XP_HasSwitch(switches.c_str(), "-ConvertToFMPLinebreaks")) XP7_ChangeLineEndsTxt(text, kZbLineEndsToHost);
     return 0;

@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr size_t kShortNames = 63;
 constexpr size_t kLongNames = 255;
 
 // A four-character code from the bytes of a text of 4 bytes; "0000" and "" stand for zero.
@@ -180,7 +179,7 @@ fmx::errcode ZbFile7_DoSetFileAttribute(short /*functionId*/, const fmx::ExprEnv
     std::string path;
     ZbItemInfo info;
     long err = ReadAttributeRequest(parameters, request, pathText);
-    if (err == 0) err = XP7_TxtToItem(*pathText, ref, kShortNames);
+    if (err == 0) err = XP7_TxtToItem(*pathText, ref, kZbShortNameLength);
     if (err == 0) err = Zb7_FSSpecToItemInfo(ref, path, info);
     if (err == 0) err = ChangeAttributes(request, ref, path, info);
     XP7_OSErrLToData(err, result);

@@ -17,7 +17,6 @@
 namespace {
 
 // Longest names the handlers take (Exists and GetFileAttribute take longer ones).
-constexpr size_t kShortNames = 63;
 constexpr size_t kLongNames = 255;
 
 bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
@@ -237,7 +236,7 @@ fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*
     fmx::TextUniquePtr path;
     FSSpec ref;
     int64_t data = 0, rsrc = 0, total = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
+    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kZbShortNameLength)
                                                                : kParamErr;
     // Each function reads only its own size.
     if (err == 0)
@@ -257,7 +256,7 @@ fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fm
     fmx::TextUniquePtr path;
     FSSpec ref;
     uint32_t created = 0, modified = 0, accessed = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kShortNames)
+    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kZbShortNameLength)
                                                                : kParamErr;
     if (err == 0)
         err = function.kind == ZbDateKind::accessed ? XP7_FSpGetLastAccessDate(ref, accessed)
@@ -314,7 +313,7 @@ fmx::errcode ZbFile7_DoGetFileCreatorOrType(short functionId, const fmx::ExprEnv
     std::string posix;
     ZbItemInfo info;
     ZbFinderInfo finder;
-    long err = ResolveItem(parameters, kShortNames, switches, posix, info);
+    long err = ResolveItem(parameters, kZbShortNameLength, switches, posix, info);
     if (err == 0) err = Zb7_PlatformGetFinderInfo(posix, finder);
     if (err) {
         XP7_OSErrLToData(err, result);

@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr size_t kMaxNameLength = 63;
-
 // Reads the switches (and, as every function does, their encoding switch, which these ignore).
 void ReadSwitches(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity], unsigned long *cursor) {
     XP7_GetNextCStringFromVect(parameters, switches, kZbSwitchesCapacity, cursor, fmx::Text::kEncoding_Native);
@@ -60,7 +58,7 @@ long ResolvePathParameter(const fmx::DataVect &parameters, fmx::TextUniquePtr &p
     unsigned long cursor = 0;
     ReadSwitches(parameters, switches, &cursor);
     XP7_GetNextTxtFromVect(parameters, path, &cursor);
-    return XP7_TxtToFSSpec(*path, ref, kMaxNameLength, 0);
+    return XP7_TxtToFSSpec(*path, ref, kZbShortNameLength, 0);
 }
 
 // FileSpecToFullPath and FullPathToFileSpec: resolve the path parameter, then answer one of its

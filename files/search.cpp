@@ -230,7 +230,7 @@ long Search(const fmx::DataVect &parameters, fmx::TextUniquePtr &text) {
         // A bare volume name becomes the volume's path; any path on a volume names the volume.
         Zb7_CheckForEndColonOrBackSlashTxt(volumeText);
         FSSpec ref;
-        if (const long err = XP7_TxtToFSSpec(*volumeText, ref, 63, 0); err != 0 && err != kFnfErr) return err;
+        if (const long err = XP7_TxtToFSSpec(*volumeText, ref, kZbShortNameLength, 0); err != 0 && err != kFnfErr) return err;
         vRefNum = ref.vRefNum;
     }
     if (!list.files && !list.folders) return kParamErr;

@@ -24,7 +24,6 @@
 
 namespace {
 
-constexpr size_t kMaxNameLength = 255;
 // Written a thousand kilobytes at a time: 250 pages, not a power of two, so the kernel fills the
 // page cache with ordinary pages rather than assembling megabyte folios, which measured five times
 // slower where free memory is fragmented.
@@ -196,7 +195,7 @@ long Substitute(const fmx::DataVect &parameters) {
 
     FSSpec sourceRef;
     std::string sourcePath;
-    if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kMaxNameLength)) return err;
+    if (const long err = XP7_TxtToItem(*sourceText, sourceRef, kZbMaxNameLength)) return err;
     ZbFork source;
     if (const long err = Zb7_OpenContentsSource(sourceRef, sourcePath, source)) return err;
 
