@@ -291,7 +291,7 @@ void BenchPaths(size_t lookups, const std::filesystem::path &dir) {
     std::vector<std::string> references;
     for (const auto &path : paths) {
         FSSpec ref;
-        ZbPi_CStrToFSpec(path, kZbPathUTF8, 255, &ref);
+        (void)ZbPi_CStrToFSpec(path, kZbPathUTF8, 255, &ref);
         Zb7_Mac_FSSpecToCStr(ref, references.emplace_back());
     }
     const double viaReference = Best([&] {

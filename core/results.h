@@ -10,7 +10,7 @@
 std::string XP_OSErrLToCStr(long code);
 void XP7_OSErrLToTxt(long code, fmx::TextUniquePtr &text);
 void XP7_OSErrLToData(long code, fmx::Data &result);
-long XP7_WinToMacOSErr(long code);
+[[nodiscard]] long XP7_WinToMacOSErr(long code);
 
 // The answer of a function that produces text: the text, or the error text when err is not 0.
 void XP7_TxtOrErrorToData(long err, const fmx::TextUniquePtr &text, const fmx::DataVect &parameters,

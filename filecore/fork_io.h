@@ -31,17 +31,17 @@ constexpr uint32_t kZbLongestRange = 0x7FFFFFFF;
 // The bytes of a range of the file: from offset, length bytes (0 or 0xFFFFFFFF: to the end; a
 // range past the end is cut there; at most 0x7FFFFFFF bytes). An offset past the end is -39, or,
 // with startOverIfPastEnd, reads from the start instead. -108 when the bytes do not fit in memory.
-long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool startOverIfPastEnd,
-                       std::string &bytes);
+[[nodiscard]] long XP7_ReadFileToBuf(const FSSpec &ref, uint32_t offset, uint32_t length, bool startOverIfPastEnd,
+                                     std::string &bytes);
 // The same range as host text, the bytes read in the encoding.
-long XP7_ReadFileToTxt(const FSSpec &ref, uint32_t offset, uint32_t length, ZbTextEncoding encoding,
-                       fmx::TextUniquePtr &text);
+[[nodiscard]] long XP7_ReadFileToTxt(const FSSpec &ref, uint32_t offset, uint32_t length, ZbTextEncoding encoding,
+                                     fmx::TextUniquePtr &text);
 
 // The resource fork: the extended attribute user.com.apple.ResourceFork of the file (a link is
 // followed, as for the data). Reading a file without one gives no bytes; writing where the file
 // system keeps no extended attributes answers -1426.
-long XP7_ReadResourceFork(const FSSpec &ref, std::string &bytes);
-long XP7_WriteResourceFork(const FSSpec &ref, std::string_view bytes);
+[[nodiscard]] long XP7_ReadResourceFork(const FSSpec &ref, std::string &bytes);
+[[nodiscard]] long XP7_WriteResourceFork(const FSSpec &ref, std::string_view bytes);
 
 // The stream of the scanners (Substitute, the in-file search): a file read byte by byte through a
 // block of kZbStreamBlock bytes, with a step back that stays inside the block held. The block is
@@ -306,6 +306,7 @@ inline unsigned char ZbLowerByte(unsigned char c) { return c >= 'A' && c <= 'Z' 
 // partial match that fails resumes at the byte after its first, within the block held); 0 when
 // there is none (as for a match at 0). A case-blind search takes a lowered pattern. -50 for an
 // empty pattern, -92 for a step back past the limit.
-long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive, int64_t &offset);
+[[nodiscard]] long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive,
+                                        int64_t &offset);
 
 #endif

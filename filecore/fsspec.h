@@ -67,20 +67,20 @@ std::string ZbSwapColonsAndSlashes(std::string_view name);
 // The reference of the item at an absolute path that is already free of "//", "." and ".." and
 // has no trailing "/". The item need not exist; the folder holding it must (-120 otherwise).
 // `info`, when given, is what the item at the path was just found to be; the reference keeps it.
-long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref, const ZbItemInfo *info = nullptr);
+[[nodiscard]] long Zb7_POSIXPathToFSSpec(const std::string &path, FSSpec &ref, const ZbItemInfo *info = nullptr);
 
 // The item's path and what it is: from the reference's resolution when it looked at the item,
 // else from the file system now.
-long Zb7_FSSpecToItemInfo(const FSSpec &ref, std::string &path, ZbItemInfo &info);
+[[nodiscard]] long Zb7_FSSpecToItemInfo(const FSSpec &ref, std::string &path, ZbItemInfo &info);
 
 // The absolute path of the item a reference denotes; the item need not exist. -35 for a volume
 // that is not mounted, -120 for an unknown folder id or a folder that is no longer where it was.
-long Zb7_FSSpecToPOSIXPath(const FSSpec &ref, std::string &path);
+[[nodiscard]] long Zb7_FSSpecToPOSIXPath(const FSSpec &ref, std::string &path);
 
 // The volume and id of the folder at an absolute, clean path (entering it into the table), and
 // the other way round. -120 when the folder does not exist.
-long Zb7_FolderIdOfPath(const std::string &path, short &vRefNum, int32_t &folderId);
-long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path);
+[[nodiscard]] long Zb7_FolderIdOfPath(const std::string &path, short &vRefNum, int32_t &folderId);
+[[nodiscard]] long Zb7_PathOfFolderId(short vRefNum, int32_t folderId, std::string &path);
 
 // Test hooks: how many folders the table holds, and a smaller bound for it (0: the default).
 size_t ZbFolderTableSize();

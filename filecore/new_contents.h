@@ -31,16 +31,16 @@ struct ZbNewContents {
 // link is resolved here, once, and `path` becomes the path of the file it leads to, which is read
 // from and, in place, replaced, so that the link stays a link. -1302 for a folder or anything else
 // that is not a file.
-long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source);
+[[nodiscard]] long Zb7_OpenContentsSource(const FSSpec &ref, std::string &path, ZbFork &source);
 
 // Starts new contents for the file at sourcePath (as Zb7_OpenContentsSource gave it): in place
 // when destination is empty or the source's own text, else at the path the destination text
 // names (-48 when something is there).
-long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText, const fmx::Text &destination,
-                          ZbNewContents &contents);
+[[nodiscard]] long Zb7_BeginNewContents(const std::string &sourcePath, const fmx::Text &sourceText,
+                                        const fmx::Text &destination, ZbNewContents &contents);
 // Puts the new contents in place after a step that answered err (0: success), or removes them.
 // A separate destination gets `info` as its Finder information. The answer is err or the error
 // of putting them in place.
-long Zb7_FinishNewContents(ZbNewContents &contents, long err, const ZbFinderInfo &info);
+[[nodiscard]] long Zb7_FinishNewContents(ZbNewContents &contents, long err, const ZbFinderInfo &info);
 
 #endif

@@ -525,7 +525,8 @@ long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMo
         out = volume.name + ZbSwapColonsAndSlashes(std::string_view(posix).substr(volume.mountPoint.size()));
     if (encodingMode != kZbPathUTF8) {
         out.push_back('\0');
-        ZbMoreX_UTF8StrToMacRomanCStr(out.data(), long(out.size()));
+        // A name that does not convert stays as it is.
+        (void)ZbMoreX_UTF8StrToMacRomanCStr(out.data(), long(out.size()));
         out.resize(std::strlen(out.c_str()));
     }
     if (out.size() > maxLength) {
@@ -629,6 +630,6 @@ long Zb7_PrepareTempFile(const FSSpec *near, FSSpec *temp) {
     if (const long err = Zb7_PlatformCreateNewFile(tempPath)) return err;
     // The type and creator only mark the file as scratch; a file system without extended
     // attributes does without them.
-    Zb7_PlatformSetTypeAndCreator(tempPath, ZbFourCharCode("trsh"), ZbFourCharCode("trsh"));
+    (void)Zb7_PlatformSetTypeAndCreator(tempPath, ZbFourCharCode("trsh"), ZbFourCharCode("trsh"));
     return Zb7_POSIXPathToFSSpec(tempPath, *temp);
 }

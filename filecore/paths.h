@@ -31,12 +31,12 @@ constexpr size_t kZbFullPathLimit = 5000;
 // Parses a path text (any of the three syntaxes) into a reference. The last name may be at most
 // maxNameLength bytes. 0 on success. A missing item whose folder exists answers -43 with the
 // reference filled in (the reference of an item yet to be made); other failures leave it cleared.
-long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameLength, FSSpec *ref);
+[[nodiscard]] long ZbPi_CStrToFSpec(std::string_view path, short encodingMode, size_t maxNameLength, FSSpec *ref);
 
 // The reference of the folder that is to hold an item, and the item's name (which need not
 // exist), for paths of items to be made.
-long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode, size_t maxNameLength,
-                                       FSSpec *parent, std::string &name);
+[[nodiscard]] long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode, size_t maxNameLength,
+                                                     FSSpec *parent, std::string &name);
 
 // The folder that is to hold a new item and the new item's name (as it is on disk), from a path
 // in any syntax: the name is the last component in the path's own syntax (after the last ":" of a
@@ -44,17 +44,17 @@ long Zb7_CStrToParentFSSpecAndFileName(std::string_view path, short encodingMode
 // reference text). -37 for a path text longer than 2000 bytes; -50 when the path has no folder
 // part, or the name is empty, "." or "..", or longer than 255 bytes; the folder's own errors
 // otherwise.
-long Zb7_NewItemFolderAndName(const fmx::Text &path, FSSpec &folder, std::string &name);
+[[nodiscard]] long Zb7_NewItemFolderAndName(const fmx::Text &path, FSSpec &folder, std::string &name);
 
 // A host text to a reference: the text as UTF-8 (at most 2000 bytes: -37 for a longer one), or,
 // when that names nothing at all, as Mac OS Roman bytes. -4299 for a text that begins "$$" (an
 // error result of another function), with no file-system call. `flag` is not used.
-long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short flag);
+[[nodiscard]] long XP7_TxtToFSSpec(const fmx::Text &text, FSSpec &ref, size_t maxNameLength, short flag);
 
 // The same, for functions that act on the item and never show the reference: the reference holds
 // the item's path, name and what the item is, but its volume and folder id only where the path's
 // syntax needed them (a POSIX path is looked up without the folder table). Errors as above.
-long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength);
+[[nodiscard]] long XP7_TxtToItem(const fmx::Text &text, FSSpec &ref, size_t maxNameLength);
 
 // The start the file functions share: the switches (up to 2000 bytes, their encoding switch read
 // and, by these functions, ignored) and the path parameter; the cursor is left after the path.
@@ -64,18 +64,18 @@ bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[k
 // A path parameter's text as bytes in `encoding` (UTF-8 or Mac OS Roman). A path is read as at
 // most 2000 bytes, and a longer one is refused with -37 rather than cut: the cut text would name
 // another item (a folder above the one meant, say).
-long Zb7_ReadPathText(const fmx::Text &text, fmx::Text::Encoding encoding, std::string &out);
+[[nodiscard]] long Zb7_ReadPathText(const fmx::Text &text, fmx::Text::Encoding encoding, std::string &out);
 
 // The colon path of the item (direct) or of the item's folder with the item's name appended (not
 // direct: the item need not exist). -207 when it would pass maxLength bytes.
-long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLength, bool direct);
+[[nodiscard]] long Zb7_FSSpecToFullPathCStr(const FSSpec &ref, std::string &out, size_t maxLength, bool direct);
 // The colon path of an existing item; a folder's ends in ":".
-long ZbMoreX_FSSpecToFullPath(const FSSpec &ref, short encodingMode, const std::string &startupNameAndColon,
-                              std::string &out, size_t maxLength);
+[[nodiscard]] long ZbMoreX_FSSpecToFullPath(const FSSpec &ref, short encodingMode,
+                                            const std::string &startupNameAndColon, std::string &out, size_t maxLength);
 // An absolute path on the given volume as a colon path.
-long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMode,
-                                      const std::string &startupNameAndColon, const ZbVolume &volume,
-                                      std::string &out, size_t maxLength);
+[[nodiscard]] long ZbMoreX_ConvertUnixPathToHFSPath(const std::string &posix, short encodingMode,
+                                                    const std::string &startupNameAndColon, const ZbVolume &volume,
+                                                    std::string &out, size_t maxLength);
 // A colon path as a POSIX path, byte for byte: the volume's name becomes its mount point, and ":"
 // and "/" change places. A volume of that name that is not mounted is looked for in /Volumes.
 void Zb7_POSIXPathFromFullPath(std::string_view colonPath, std::string &out, short preferredVolume = 0);
@@ -83,7 +83,7 @@ void Zb7_POSIXPathFromFullPath(std::string_view colonPath, std::string &out, sho
 // The first component of a colon path with ":" appended.
 void Zb7_GetVolumeName(std::string_view path, std::string &volumeName);
 // The reference of a volume given by its name (with or without the ":"); -35 when none is mounted.
-long Zb7_VolumeNameToFSpec(std::string_view volumeName, FSSpec *ref, short preferredVolume = 0);
+[[nodiscard]] long Zb7_VolumeNameToFSpec(std::string_view volumeName, FSSpec *ref, short preferredVolume = 0);
 
 // One trailing separator added or removed: an empty text is left alone, an existing separator is
 // not doubled, and only one is removed. On host texts a POSIX path (beginning "/") takes "/" as
@@ -95,10 +95,10 @@ void Zb7_CheckAndRemoveEndSeparatorTxt(fmx::TextUniquePtr &path);
 void Zb7_CheckForEndColonOrBackSlashTxt(fmx::TextUniquePtr &path);
 
 // Makes the reference denote what the symbolic link it names points to (followed to the end).
-long Zb7_MyResolveAliasFile(FSSpec *ref);
+[[nodiscard]] long Zb7_MyResolveAliasFile(FSSpec *ref);
 
 // Makes a new empty file "ZERBTMP" and the current date-time in seconds, beside the item `near`
 // (so on the same file system), typed and created "trsh". -48 when that name is taken.
-long Zb7_PrepareTempFile(const FSSpec *near, FSSpec *temp);
+[[nodiscard]] long Zb7_PrepareTempFile(const FSSpec *near, FSSpec *temp);
 
 #endif

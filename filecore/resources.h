@@ -11,9 +11,9 @@
 #include "filecore/fsspec.h"
 
 // The data of the index-th (from 1, in the map's order) resource of the type in a fork's bytes.
-long Zb7_FindResource(std::string_view fork, uint32_t type, int index, std::string_view &data);
+[[nodiscard]] long Zb7_FindResource(std::string_view fork, uint32_t type, int index, std::string_view &data);
 
 // Reads the file's resource fork and copies out the index-th resource of the type.
-long Zb7_ResourceToHandle(const FSSpec &ref, uint32_t type, int index, std::string &bytes);
+[[nodiscard]] long Zb7_ResourceToHandle(const FSSpec &ref, uint32_t type, int index, std::string &bytes);
 
 #endif

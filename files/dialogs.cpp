@@ -48,7 +48,7 @@ bool LooksLikeText(const std::string &path) {
 // information) is in the list, or it has none, the list holds "TEXT" and the file looks like text.
 bool PassesTypeFilter(const std::string &path, const std::vector<uint32_t> &types) {
     ZbFinderInfo info;
-    Zb7_PlatformGetFinderInfo(path, info);
+    (void)Zb7_PlatformGetFinderInfo(path, info);  // an item without Finder information reads as zeros
     if (info.Type() != 0) return std::find(types.begin(), types.end(), info.Type()) != types.end();
     return std::find(types.begin(), types.end(), ZbFourCharCode("TEXT")) != types.end() && LooksLikeText(path);
 }

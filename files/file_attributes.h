@@ -15,11 +15,11 @@ enum : short { kZbChangeCreator = 94, kZbChangeType = 95, kZbChangeBoth = 96 };
 // Finder information.
 long FSpChangeCreatorType(const FSSpec &ref, short selector, uint32_t creator, uint32_t type);
 // Sets the Finder label number (0-7) of an item.
-long Zb7_SetFinderLabelNo(const FSSpec &ref, int label);
-// Sets the creation date (SetTimestampCreated and any other id) or modification date (SetTimestampModified) of an item from
-// local seconds since 1904.
-long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int64_t localSeconds);
+[[nodiscard]] long Zb7_SetFinderLabelNo(const FSSpec &ref, int label);
+// Sets the creation date (for SetTimestampCreated and any other id) or the modification date (for
+// SetTimestampModified) of an item from local seconds since 1904.
+[[nodiscard]] long Zb7_SetCreationOrModificationDate(short functionId, const FSSpec &ref, int64_t localSeconds);
 // Sets the Finder comment (UTF-8; an empty comment removes it).
-long Zb7_Mac_SetFinderComment(const FSSpec &ref, const std::string &comment);
+[[nodiscard]] long Zb7_Mac_SetFinderComment(const FSSpec &ref, const std::string &comment);
 
 #endif

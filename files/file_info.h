@@ -27,18 +27,18 @@ int64_t XP7_FMXDateTimeToDate(const fmx::DateTime &dateTime);
 // Whether the reference names an existing folder (a symbolic link to one is not a folder).
 bool XP7_IsDirectory(const FSSpec &ref);
 // 0 when the item exists, else the error number.
-long XP7_FileExists(const FSSpec &ref);
+[[nodiscard]] long XP7_FileExists(const FSSpec &ref);
 // The data size, the resource-fork size and the total allocated size of both. Only what is asked
 // for (a pointer that is not null) is read: the data size needs only the item's folder to be
 // searchable, while the resource fork, an extended attribute, needs permission to read the file.
-long XP7_FSGetFileSizes(const FSSpec &ref, int64_t *dataSize, int64_t *rsrcSize, int64_t *totalSize);
+[[nodiscard]] long XP7_FSGetFileSizes(const FSSpec &ref, int64_t *dataSize, int64_t *rsrcSize, int64_t *totalSize);
 // Creation and modification dates, and the last-access date, as local seconds since 1904. Only
 // the dates asked for are read (a creation date that was set needs permission to read the item).
-long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t *created, uint32_t *modified);
-long XP7_FSpGetLastAccessDate(const FSSpec &ref, uint32_t &accessed);
+[[nodiscard]] long XP7_FSpGetFileDate(const FSSpec &ref, uint32_t *created, uint32_t *modified);
+[[nodiscard]] long XP7_FSpGetLastAccessDate(const FSSpec &ref, uint32_t &accessed);
 // The four characters of a code, most significant byte first; "0000" for a zero code.
 std::string Zb7_Mac_OSTypeToTxt(uint32_t code);
 // The item's Finder comment as UTF-8 (empty when it has none).
-long Zb7_Mac_GetFinderComment(const FSSpec &ref, std::string &comment);
+[[nodiscard]] long Zb7_Mac_GetFinderComment(const FSSpec &ref, std::string &comment);
 
 #endif

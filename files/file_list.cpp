@@ -72,7 +72,7 @@ void AppendInLineEncoding(std::string_view text, bool longnames, std::string &by
     std::string s(utf8 ? ZbUTF8ToNFC(text) : std::string(text));
     if (utf8) {
         s.push_back('\0');
-        ZbMoreX_UTF8StrToMacRomanCStr(s.data(), long(s.size()));
+        (void)ZbMoreX_UTF8StrToMacRomanCStr(s.data(), long(s.size()));  // a name that does not convert stays as it is
     }
     bytes.append(s.c_str());
 }

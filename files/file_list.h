@@ -67,19 +67,20 @@ struct ZbFolderCatalog {
 // The next entries of the folder from *index on (1 is the first), kept by the switches until
 // maxItems are kept; the index moves past every entry read. -43 once the folder has no more
 // entries; -50 for an index below 1; -120 when the path is not a folder.
-long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches, std::vector<ZbListItem> &items,
-                         size_t maxItems, size_t *index);
+[[nodiscard]] long Zb7_Mac_GetDirItems(ZbFolderCatalog &catalog, const FLswitchTag &switches,
+                                       std::vector<ZbListItem> &items, size_t maxItems, size_t *index);
 
 // Appends the item's line: its name (mode 1 and 2) or its full path (mode 0), and a return (0x0D).
 // Lines go into `bytes`, UTF-8 with "longnames" and Mac OS Roman without; totalLength counts the
 // names' bytes.
-long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::string &bytes, size_t *totalLength);
+[[nodiscard]] long Zb7_AddFileLine(const ZbListItem &item, const FLswitchTag &switches, std::string &bytes,
+                                   size_t *totalLength);
 
 // Builds the whole list for the switches' mode: the folder at `folderPath` (mode 1), the search
 // of the volume `vRefNum` (mode 0), or the mounted volumes (mode 2). The first error ends the
 // build and is the answer; the list is then not set.
-long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswitchTag &switches,
-                       fmx::TextUniquePtr &text);
+[[nodiscard]] long Zb7_BuildFileList(const std::string &folderPath, short vRefNum, const FLswitchTag &switches,
+                                     fmx::TextUniquePtr &text);
 
 // Removes the list's last character, the return after its last line, unless the switches hold
 // "-ReturnAtEnd".

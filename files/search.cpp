@@ -65,7 +65,8 @@ void Meet(const ZbSearchIterator &search, const ZbSearchLevel &level, const ZbFo
         } else {
             // A folder deeper than the levels held open: by path.
             ZbFinderInfo info;
-            Zb7_PlatformGetFinderInfo(ZbJoinPath(level.path, entry.name), info);
+            // An item without Finder information reads as zeros.
+            (void)Zb7_PlatformGetFinderInfo(ZbJoinPath(level.path, entry.name), info);
             flags = info.Flags();
         }
     }

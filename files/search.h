@@ -69,7 +69,7 @@ bool ZbSearchNameMatches(const std::string &name, const std::string &pattern, bo
 // The next matches, at most maxItems, appended to items (with countOnly: counted instead). 0 while
 // the walk goes on; -43 when it has ended (the matches of that last batch are still appended); an
 // error of the volume's root.
-long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &switches,
-                                   std::vector<ZbListItem> &items, size_t maxItems);
+[[nodiscard]] long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &switches,
+                                                 std::vector<ZbListItem> &items, size_t maxItems);
 
 #endif

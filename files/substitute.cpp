@@ -205,7 +205,8 @@ long Substitute(const fmx::DataVect &parameters) {
     const long err = Zb7_Substitute(source, contents.fork, search, replacement, ignoreCase, contents.inPlace);
     // A separate destination gets the source's type and creator, as a file made for it.
     ZbFinderInfo sourceInfo, newInfo;
-    if (!contents.inPlace) Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
+    // A source without Finder information gives zeros.
+    if (!contents.inPlace) (void)Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
     newInfo.SetType(sourceInfo.Type());
     newInfo.SetCreator(sourceInfo.Creator());
     const long finished = Zb7_FinishNewContents(contents, err, newInfo);

@@ -16,7 +16,7 @@
 // (already lowered) matches the file's letters A to Z as lower case. replacingSource: the
 // destination will take the source's place, so the source's cached pages may be given back as
 // they are read. 0, or the error.
-long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
-                    std::string_view replacement, bool ignoreCase, bool replacingSource = false);
+[[nodiscard]] long Zb7_Substitute(const ZbFork &source, const ZbFork &destination, std::string_view search,
+                                  std::string_view replacement, bool ignoreCase, bool replacingSource = false);
 
 #endif

@@ -30,25 +30,25 @@ ZbImageFormat Zb7_SniffImageFormat(const uint8_t *data, size_t size);
 // longest side of at least `longestSide` pixels (0: full size), so a thumbnail of a large photo
 // never decodes it whole. CMYK and YCCK files are turned into RGB (Adobe's inverted samples when
 // the file has Adobe's APP14 segment). The EXIF orientation is not applied here.
-long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image);
-long Zb7_DecodePNG(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_DecodeJPEG(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image);
+[[nodiscard]] long Zb7_DecodePNG(const uint8_t *data, size_t size, ZbImage &image);
 // The first frame of a GIF, transparent pixels with alpha 0.
-long Zb7_DecodeGIF(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_DecodeGIF(const uint8_t *data, size_t size, ZbImage &image);
 // The first page (directory) of a TIFF, in its stated orientation.
-long Zb7_DecodeTIFF(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_DecodeTIFF(const uint8_t *data, size_t size, ZbImage &image);
 // WebP, scaled in the decoder like JPEG when `longestSide` is not 0.
-long Zb7_DecodeWebP(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image);
+[[nodiscard]] long Zb7_DecodeWebP(const uint8_t *data, size_t size, uint32_t longestSide, ZbImage &image);
 // Windows bitmaps: uncompressed 1, 4, 8, 16, 24 and 32 bits a pixel, RLE4 and RLE8, bottom-up
 // and top-down; read by the plug-in itself.
-long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_DecodeBMP(const uint8_t *data, size_t size, ZbImage &image);
 
 // A binary pixmap ("P6", 8 bits a channel) as ffmpeg writes one frame of a movie: the header's
 // fields separated by whitespace without comments, a single whitespace byte after the maximum
 // value of 255, then exactly width x height x 3 bytes. Anything else is malformed.
-long Zb7_DecodePPM(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_DecodePPM(const uint8_t *data, size_t size, ZbImage &image);
 
 // Checks the declared size against kZbMaxDecodedPixels and sizes the pixel buffer: 0, or
 // kMemFullErr (also when the memory cannot be had).
-long Zb7_AllocateImage(uint32_t width, uint32_t height, ZbImage &image);
+[[nodiscard]] long Zb7_AllocateImage(uint32_t width, uint32_t height, ZbImage &image);
 
 #endif

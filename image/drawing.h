@@ -33,11 +33,11 @@ const ZbPalette &Zb7_StandardPalette();
 void Zb7_ThumbnailBounds(uint32_t width, uint32_t height, uint32_t size, uint32_t &outWidth, uint32_t &outHeight);
 
 // Turns the picture as the EXIF orientation (1 to 8) says it should be seen.
-long Zb7_ApplyOrientation(ZbImage &image, int orientation);
+[[nodiscard]] long Zb7_ApplyOrientation(ZbImage &image, int orientation);
 
 // Draws the picture on white into a buffer of the size's bounds at the depth (16, 8, or 24 to keep
 // the colours as they are), averaging the picture's pixels over the area each thumbnail pixel
 // covers.
-long Zb7_DrawThumbnail(const ZbImage &picture, uint32_t size, int depth, ZbDrawing &drawing);
+[[nodiscard]] long Zb7_DrawThumbnail(const ZbImage &picture, uint32_t size, int depth, ZbDrawing &drawing);
 
 #endif

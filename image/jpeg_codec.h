@@ -15,7 +15,8 @@ constexpr int kZbJPEGNormalQuality = 75;
 
 // Compresses RGB pixels (3 bytes each, rows without padding) as a baseline JPEG, 4:2:0.
 // kNoImporterErr without TurboJPEG, kMemFullErr without memory.
-long Zb7_EncodeJPEG(const uint8_t *rgb, uint32_t width, uint32_t height, int quality, std::vector<uint8_t> &jpeg);
+[[nodiscard]] long Zb7_EncodeJPEG(const uint8_t *rgb, uint32_t width, uint32_t height, int quality,
+                                  std::vector<uint8_t> &jpeg);
 
 // The EXIF orientation (1 to 8) of a JPEG file in memory, from the first APP1 "Exif" segment
 // before the image data; 1 when there is none or it cannot be read.

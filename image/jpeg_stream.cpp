@@ -36,7 +36,7 @@ long Zb7RW_NextByte(Zb7RW_Reader &in, unsigned char *c) {
 long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c) { return Zb7RW_NextByte(in, c) == 0 ? kNoErr : kEofErr; }
 
 long Zb7RW_Read_2_bytes(Zb7RW_Reader &in, unsigned int *value) {
-    if (Zb7RW_NextByte(in, &in.pair[0]) == 0) Zb7RW_NextByte(in, &in.pair[1]);
+    if (Zb7RW_NextByte(in, &in.pair[0]) == 0) (void)Zb7RW_NextByte(in, &in.pair[1]);
     *value = unsigned(in.pair[0]) << 8 | in.pair[1];
     return 0;
 }

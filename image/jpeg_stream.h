@@ -55,34 +55,34 @@ struct Zb7RW_Reader {
 };
 
 // One byte: 0, -39 at the end of the file, or the read error.
-long Zb7RW_NextByte(Zb7RW_Reader &in, unsigned char *c);
+[[nodiscard]] long Zb7RW_NextByte(Zb7RW_Reader &in, unsigned char *c);
 // One byte; any failure is -39.
-long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c);
+[[nodiscard]] long Zb7RW_Read_1_byte(Zb7RW_Reader &in, unsigned char *c);
 // Two bytes as a big-endian value; the second is read only when the first was. Always 0: a byte
 // that could not be read keeps its value from the previous call.
 long Zb7RW_Read_2_bytes(Zb7RW_Reader &in, unsigned int *value);
 // Up to n bytes; *got tells how many (fewer only at the end of the file). 0 or the read error.
-long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long n, unsigned long *got);
+[[nodiscard]] long Zb7RW_ReadNextNBytes(Zb7RW_Reader &in, unsigned char *buffer, unsigned long n, unsigned long *got);
 // Appends up to n bytes to data, which grows only as bytes arrive: a length read from a short file
 // never allocates more than the file holds. Fewer bytes only at the end of the file.
-long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char> &data);
+[[nodiscard]] long Zb7RW_ReadInto(Zb7RW_Reader &in, unsigned long n, std::vector<unsigned char> &data);
 // Passes over n bytes; -39 when the file ends first.
-long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n);
+[[nodiscard]] long Zb7RW_SkipBytes(Zb7RW_Reader &in, unsigned long n);
 
 // The first two bytes: 0 with the marker SOI when they are FF D8, -71 for any others, -39 when
 // the file is shorter.
-long Zb7JPEG_FirstMarker(Zb7RW_Reader &in, unsigned char *marker);
+[[nodiscard]] long Zb7JPEG_FirstMarker(Zb7RW_Reader &in, unsigned char *marker);
 // Passes to the next FF and over any FF fill bytes after it; the first other byte is the marker.
-long Zb7JPEG_NextMarker(Zb7RW_Reader &in, unsigned char *marker);
+[[nodiscard]] long Zb7JPEG_NextMarker(Zb7RW_Reader &in, unsigned char *marker);
 // Passes over a segment by its length (-92 for a length below 2).
-long Zb7JPEG_SkipVariable(Zb7RW_Reader &in);
+[[nodiscard]] long Zb7JPEG_SkipVariable(Zb7RW_Reader &in);
 // Reads a frame header into the parameters: -92 when its length does not fit its components.
-long Zb7JPEG_Process_SOFn(Zb7RW_Reader &in, int marker, ZbPictParams *params);
+[[nodiscard]] long Zb7JPEG_Process_SOFn(Zb7RW_Reader &in, int marker, ZbPictParams *params);
 
 // The extraction scan: from SOI to the first EOI or SOS (or until everything asked for was found),
 // appending the text of the EXIF, XMP and comment segments asked for (and of every APP12 segment)
 // to out. -2026 when none of them was found.
-long Zb7JPEG_ScanJPEGHeader(Zb7RW_Reader &in, const ZbMetaDataSwitch &switches, ZbTextEncoding encoding,
-                            fmx::TextUniquePtr &out, ZbPictParams *params);
+[[nodiscard]] long Zb7JPEG_ScanJPEGHeader(Zb7RW_Reader &in, const ZbMetaDataSwitch &switches, ZbTextEncoding encoding,
+                                          fmx::TextUniquePtr &out, ZbPictParams *params);
 
 #endif

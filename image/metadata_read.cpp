@@ -31,7 +31,8 @@ struct MetaText {
     void Marker(const char *name, long number) { ((ascii += "\r##") += name) += " " + std::to_string(number); }
     void Bytes(const unsigned char *p, size_t n, ZbTextEncoding encoding) {
         Flush();
-        XP7_AppendBlockToTxt(reinterpret_cast<const char *>(p), n, out, encoding, 0);
+        // A piece that does not decode adds nothing.
+        (void)XP7_AppendBlockToTxt(reinterpret_cast<const char *>(p), n, out, encoding, 0);
     }
     void Flush() {
         if (ascii.empty()) return;
@@ -291,7 +292,8 @@ long ResourceText(const ZbFork &fork, bool iptc, ZbTextEncoding encoding, fmx::T
     }
     if (iptc) return Zb7_ParseIPTC(data, length, encoding, out);
     if (const long err = Zb7_Get_PSD_Resource(data, 0, length, key, 6, &offset, &size)) return err;
-    XP7_AppendBlockToTxt(reinterpret_cast<const char *>(data + offset), size, out, encoding, 0);
+    // A block that does not decode adds nothing.
+    (void)XP7_AppendBlockToTxt(reinterpret_cast<const char *>(data + offset), size, out, encoding, 0);
     return 0;
 }
 

@@ -275,12 +275,13 @@ long SetMetaData(const fmx::DataVect &parameters) {
         // A new destination takes the source's creator and type, unless told not to, and its
         // resource fork.
         ZbFinderInfo sourceInfo;
-        Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);
+        (void)Zb7_PlatformGetFinderInfo(sourcePath, sourceInfo);  // a source without Finder information gives zeros
         if (!XP_HasSwitch(switches, "-NoCreator")) newInfo.SetCreator(sourceInfo.Creator());
         if (!XP_HasSwitch(switches, "-NoFileType")) newInfo.SetType(sourceInfo.Type());
         std::string resourceFork;
         bool found = false;
-        Zb7_PlatformReadAttribute(sourcePath, kZbResourceForkAttribute, resourceFork, found);
+        // An unreadable resource fork counts as none.
+        (void)Zb7_PlatformReadAttribute(sourcePath, kZbResourceForkAttribute, resourceFork, found);
         if (found) err = Zb7_PlatformSetNewFileAttribute(contents.fork, kZbResourceForkAttribute, resourceFork);
     }
     return Zb7_FinishNewContents(contents, err, newInfo);

@@ -19,7 +19,7 @@ constexpr long kZbMoviePosterMilliseconds = 15000;
 // 0 and the frame as RGBA; kNoImporterErr when there is no ffmpeg or it cannot read the file;
 // kBadImageDataErr when it gives no picture, a malformed one or none within the time limit;
 // kMemFullErr for a frame past kZbMaxDecodedPixels.
-long Zb7_MoviePosterFrame(const std::string &path, ZbImage &image,
-                          long timeLimitMilliseconds = kZbMoviePosterMilliseconds);
+[[nodiscard]] long Zb7_MoviePosterFrame(const std::string &path, ZbImage &image,
+                                        long timeLimitMilliseconds = kZbMoviePosterMilliseconds);
 
 #endif

@@ -13,6 +13,6 @@
 #include "platform/errors.h"
 
 // The picture drawn on white at its frame's size.
-long Zb7_PictToImage(const uint8_t *data, size_t size, ZbImage &image);
+[[nodiscard]] long Zb7_PictToImage(const uint8_t *data, size_t size, ZbImage &image);
 
 #endif

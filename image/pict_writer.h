@@ -11,7 +11,7 @@
 #include "image/drawing.h"
 
 // -108 without memory; -50 for a drawing wider or taller than 32767 pixels.
-long Zb7_DrawingToPICT(const ZbDrawing &drawing, std::vector<uint8_t> &pict);
+[[nodiscard]] long Zb7_DrawingToPICT(const ZbDrawing &drawing, std::vector<uint8_t> &pict);
 
 // PackBits of one row in units of 1 or 2 bytes (8-bit rows and 16-bit rows), appended to out.
 void Zb7_PackBits(const uint8_t *row, size_t units, int unitBytes, std::vector<uint8_t> &out);

@@ -35,11 +35,11 @@ struct ZbThumbnail {
 
 // The picture of an image file in memory (JPEG decoded at a scale near the thumbnail's size and
 // turned as its EXIF orientation says).
-long Zb7_PictureFromImageFile(const uint8_t *data, size_t size, uint32_t thumbnailSize, ZbImage &picture);
+[[nodiscard]] long Zb7_PictureFromImageFile(const uint8_t *data, size_t size, uint32_t thumbnailSize, ZbImage &picture);
 
 // The thumbnail of the file (its reference, for the resource fork, and its path), from its image
 // or its picture resource as the switches say.
-long Zb7_MakeThumbnail(const FSSpec &ref, const std::string &path, const ZbThumbnailSwitches &switches,
-                       ZbThumbnail &thumbnail);
+[[nodiscard]] long Zb7_MakeThumbnail(const FSSpec &ref, const std::string &path, const ZbThumbnailSwitches &switches,
+                                     ZbThumbnail &thumbnail);
 
 #endif

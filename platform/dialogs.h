@@ -30,6 +30,6 @@ struct ZbFileDialogRequest {
 // Runs the chooser and answers the POSIX paths of the chosen items in order (for a save dialog the
 // one path typed, which need not exist). -1713 without a display or without zenity, -128 when the
 // user cancels, -4225 for an unknown kind.
-long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std::string> &chosen);
+[[nodiscard]] long Zb7_PlatformFileDialog(const ZbFileDialogRequest &request, std::vector<std::string> &chosen);
 
 #endif

@@ -56,6 +56,6 @@ enum ZbOSErr : long {
 
 // errno to error number. ENOENT is kFnfErr (file not found), or kDirNFErr (folder not found) when
 // the caller knows that a folder of the path is what is missing.
-long Zb7_ErrnoToOSErr(int error, bool folderMissing = false);
+[[nodiscard]] long Zb7_ErrnoToOSErr(int error, bool folderMissing = false);
 
 #endif

@@ -35,33 +35,34 @@ struct ZbItemInfo {
 };
 
 // The item at path (not followed). -43 when it is missing, -120 when a folder on the way is.
-long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info);
+[[nodiscard]] long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info);
 
 // The value of an extended attribute of the item. `found` is false, with an empty value, when the
 // item has no such attribute or the file system keeps none.
-long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::string &value, bool &found);
+[[nodiscard]] long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::string &value,
+                                             bool &found);
 // The size of an attribute's value; 0 when absent.
-long Zb7_PlatformAttributeSize(const std::string &path, const char *name, uint64_t &size);
-long Zb7_PlatformWriteAttribute(const std::string &path, const char *name, std::string_view value);
+[[nodiscard]] long Zb7_PlatformAttributeSize(const std::string &path, const char *name, uint64_t &size);
+[[nodiscard]] long Zb7_PlatformWriteAttribute(const std::string &path, const char *name, std::string_view value);
 // Removing an attribute the item does not have succeeds.
-long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name);
+[[nodiscard]] long Zb7_PlatformRemoveAttribute(const std::string &path, const char *name);
 
 // Locks the item (takes away every write permission) or unlocks it (gives its owner write
 // permission). -1426 for a symbolic link, whose permissions mean nothing.
-long Zb7_PlatformSetLocked(const std::string &path, bool locked);
+[[nodiscard]] long Zb7_PlatformSetLocked(const std::string &path, bool locked);
 
 // Sets the modification time of the folder that holds the item at path to now, so that programs
 // watching the folder see that something in it changed.
-long Zb7_PlatformTouchFolderOf(const std::string &path);
+[[nodiscard]] long Zb7_PlatformTouchFolderOf(const std::string &path);
 
 // The modification time, seconds since 1970 UTC; the access time is left as it is.
-long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds);
+[[nodiscard]] long Zb7_PlatformSetModificationTime(const std::string &path, int64_t seconds);
 
 // The creation date, seconds since 1970 UTC: the one that was set (kept in kZbCreatedAttribute),
 // else the birth time, else the earlier of the modification and status-change times. An error
 // when the attribute cannot be read (-5000 for an item the caller may not read): another date
 // would be a wrong one.
-long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, int64_t &seconds);
-long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds);
+[[nodiscard]] long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, int64_t &seconds);
+[[nodiscard]] long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds);
 
 #endif

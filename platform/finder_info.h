@@ -37,11 +37,11 @@ private:
 
 // The item's Finder information; all zero when it has none (or a value of another size), or the
 // file system keeps no extended attributes. Errors only for an item that cannot be reached.
-long Zb7_PlatformGetFinderInfo(const std::string &path, ZbFinderInfo &info);
+[[nodiscard]] long Zb7_PlatformGetFinderInfo(const std::string &path, ZbFinderInfo &info);
 // Writes all 32 bytes. -1426 where the item cannot keep extended attributes.
-long Zb7_PlatformSetFinderInfo(const std::string &path, const ZbFinderInfo &info);
+[[nodiscard]] long Zb7_PlatformSetFinderInfo(const std::string &path, const ZbFinderInfo &info);
 
 // Sets type and creator of the item at path, keeping the other bytes.
-long Zb7_PlatformSetTypeAndCreator(const std::string &path, uint32_t type, uint32_t creator);
+[[nodiscard]] long Zb7_PlatformSetTypeAndCreator(const std::string &path, uint32_t type, uint32_t creator);
 
 #endif

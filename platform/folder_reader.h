@@ -30,20 +30,20 @@ struct ZbFolderHandle : ZbUniqueFd {
 
 // The folder at an absolute path (symbolic links on the way followed). -120 when the path leads
 // to no folder; -5000 when it may not be read.
-long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder);
+[[nodiscard]] long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder);
 
 // A folder below an open one, reached through `names` (one or more names, each a folder in the
 // one before), never through a symbolic link and never into another mount: -120 when one of them
 // is not a folder of the same mount, -5000 when it may not be read.
-long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base, const std::vector<const std::string *> &names,
-                                 ZbFolderHandle &folder);
+[[nodiscard]] long Zb7_PlatformOpenFolderBelow(const ZbFolderHandle &base,
+                                               const std::vector<const std::string *> &names, ZbFolderHandle &folder);
 
 // A second handle of the same folder, opened anew for another thread (threads that share one open
 // folder contend for it on every call).
-long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy);
+[[nodiscard]] long Zb7_PlatformDuplicateFolder(const ZbFolderHandle &folder, ZbFolderHandle &copy);
 
 // Every entry of the folder except "." and "..", in the order the file system keeps them.
-long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEntry> &entries);
+[[nodiscard]] long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEntry> &entries);
 
 // The Finder flags of an entry of the folder (the link itself for a symbolic link): 0 when it has
 // no Finder information, or the file system keeps none.

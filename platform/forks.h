@@ -20,13 +20,13 @@ struct ZbFork : ZbUniqueFd {
 
 // -43 for a missing file, -1302 for a folder or anything else that is not a regular file (a
 // named pipe, a device, a socket), which is never waited for.
-long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork);
-long Zb7_PlatformForkSize(const ZbFork &fork, int64_t &size);
-long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);
+[[nodiscard]] long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork);
+[[nodiscard]] long Zb7_PlatformForkSize(const ZbFork &fork, int64_t &size);
+[[nodiscard]] long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size);
 // Reads up to count bytes at offset; `actual` is less only at the end of the fork.
-long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual);
+[[nodiscard]] long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual);
 // Writes all count bytes at offset.
-long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data, size_t count);
+[[nodiscard]] long Zb7_PlatformWriteFork(const ZbFork &fork, int64_t offset, const void *data, size_t count);
 // Tells the system that the cached pages of a range will not be read again, so that their memory
 // goes back at once: for contents that are being replaced. The file is unchanged.
 void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t count);
@@ -36,19 +36,19 @@ void Zb7_PlatformReleaseForkCache(const ZbFork &fork, int64_t offset, size_t cou
 //
 // A new file in `folder` (the same file system as what it will replace), open for writing and
 // without a name while the system allows it; else named `temporaryName` (-48 when that is taken).
-long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &temporaryName, ZbFork &fork);
+[[nodiscard]] long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &temporaryName, ZbFork &fork);
 // Puts the new file in the place of the file at `path`: it takes that file's permissions,
 // ownership where allowed, extended attributes and creation date, is named `temporaryName`
 // beside it and exchanged with it in one step, and the old contents go with the temporary name.
 // Where the file system cannot exchange, the new file is renamed over the old one.
-long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName);
+[[nodiscard]] long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName);
 // Gives the new file the permissions of a newly created file, its Finder information (unless all
 // zero; a file system without extended attributes does without) and the name `name` in `folder`,
 // never replacing anything (-48).
-long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
-                             const ZbFinderInfo &info);
+[[nodiscard]] long Zb7_PlatformNameNewFile(ZbFork &fork, const std::string &folder, const std::string &name,
+                                           const ZbFinderInfo &info);
 // Gives the new file an extended attribute (a file system without them does without).
-long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::string &value);
+[[nodiscard]] long Zb7_PlatformSetNewFileAttribute(ZbFork &fork, const char *name, const std::string &value);
 // Removes a new file that is not to be put in place (nothing to do for one without a name).
 void Zb7_PlatformDiscardNewFile(ZbFork &fork);
 

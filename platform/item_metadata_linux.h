@@ -7,11 +7,11 @@ struct stat;
 
 // Every extended attribute. A destination file system that keeps none takes the item without
 // them; names this process may not write (trusted.*, or security.* without privilege) are left out.
-long ZbCopyAttributes(int in, int out);
+[[nodiscard]] long ZbCopyAttributes(int in, int out);
 // The creation date: the one that was set travels with the attributes; otherwise the original's
 // birth time is kept as a set date.
-long ZbCopyCreationDate(int in, int out);
+[[nodiscard]] long ZbCopyCreationDate(int in, int out);
 // Ownership (where this process may give it), permissions and times.
-long ZbCopyOwnerModeAndTimes(int out, const struct stat &st);
+[[nodiscard]] long ZbCopyOwnerModeAndTimes(int out, const struct stat &st);
 
 #endif

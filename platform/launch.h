@@ -13,6 +13,6 @@ constexpr int kZbOpenFailureWindowMs = 250;
 // whichever comes first (an opener that starts an application keeps running with it). 0; -10814
 // when there is no opener or it finds no application for the item; -43 when the opener says the
 // item does not exist.
-long Zb7_PlatformOpenItem(const std::string &path);
+[[nodiscard]] long Zb7_PlatformOpenItem(const std::string &path);
 
 #endif

@@ -38,7 +38,7 @@ ssize_t ZbSys_copy_file_range(int in, off_t *inOffset, int out, off_t *outOffset
 // from now on fails with that errno (n >= 1; 0 disarms). ZbSysCallCount() counts the wrapper
 // calls this thread has made.
 void ZbSysFailCall(long n, int error);
-long ZbSysCallCount();
+[[nodiscard]] long ZbSysCallCount();
 // Runs `action` just before the n-th wrapper call of this thread from now on, which then goes
 // ahead (n >= 1; 0 disarms): a test's way to change the file system at an exact point of a call.
 void ZbSysRunBeforeCall(long n, void (*action)(void *context), void *context);

@@ -8,6 +8,6 @@
 // Answers 0 and the folder's absolute path, or -43 when the system has no such folder or it does
 // not exist (no folder is created). Kinds: "desk", "macs", "trsh", "strt", "shdf", "amnu",
 // "ctrl", "extn", "pref", "temp", "root".
-long Zb7_PlatformFindFolder(uint32_t kind, std::string &path);
+[[nodiscard]] long Zb7_PlatformFindFolder(uint32_t kind, std::string &path);
 
 #endif

@@ -40,7 +40,8 @@ long XP7_DebugToFile_SET(unsigned char on) {
     gDefaultDebugFolder = desktop;
     ZbFd file{open(LogPath().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644)};
     if (file.fd < 0) return Zb7_ErrnoToOSErr(errno);
-    Zb7_PlatformSetTypeAndCreator(LogPath(), ZbFourCharCode("TEXT"), ZbFourCharCode("ttxt"));
+    // The type only marks the log.
+    (void)Zb7_PlatformSetTypeAndCreator(LogPath(), ZbFourCharCode("TEXT"), ZbFourCharCode("ttxt"));
     return 0;
 }
 

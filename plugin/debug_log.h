@@ -9,7 +9,7 @@ constexpr char kZbDebugLogName[] = "ZERB DEBUG LOG.txt";
 
 // Sets the log switch; switching on creates the log file on the desktop (an existing file
 // answers -48 and is kept). Answers an error number, 0 on success.
-long XP7_DebugToFile_SET(unsigned char on);
+[[nodiscard]] long XP7_DebugToFile_SET(unsigned char on);
 // Appends the text to the log when the switch is on.
 void XP7_DebugToFile(const char *text);
 // The append itself: no time stamp, no line end, no conversion. Failures are silent.

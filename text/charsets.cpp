@@ -370,7 +370,7 @@ long ZbMoreX_MacRomanToUTF8CStr(char *s, long max) {
 std::string ZbMacRomanToUTF8(std::string_view bytes) {
     std::string s(bytes);
     s.resize(bytes.size() * 3 + 1, '\0');  // every Mac OS Roman character takes at most 3 bytes
-    ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));
+    (void)ZbMoreX_MacRomanToUTF8CStr(s.data(), long(s.size()));  // the room is the worst case, so it cannot fail
     s.resize(std::strlen(s.c_str()));
     return s;
 }

@@ -53,8 +53,8 @@ void ZbUTF8BytesToUnits(const unsigned char *bytes, size_t n, std::u16string &ou
 
 // UTF-8 <-> Mac OS Roman C strings in place: at most max characters, "^" for a character the
 // target lacks. 0, or -4238 when the conversion fails.
-long ZbMoreX_UTF8StrToMacRomanCStr(char *s, long max);
-long ZbMoreX_MacRomanToUTF8CStr(char *s, long max);
+[[nodiscard]] long ZbMoreX_UTF8StrToMacRomanCStr(char *s, long max);
+[[nodiscard]] long ZbMoreX_MacRomanToUTF8CStr(char *s, long max);
 // Mac OS Roman bytes as UTF-8, up to the first zero byte.
 std::string ZbMacRomanToUTF8(std::string_view bytes);
 

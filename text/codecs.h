@@ -48,13 +48,13 @@ enum : short {
 void XP7_BlockToHexTxt(const char *p, unsigned long n, fmx::TextUniquePtr &out);
 // The byte of the two hex digits at *pos (either case), advancing *pos by 2; -50 when either is not
 // a hex digit or the text ends first (*pos is not moved then).
-long XP7_Get1HexTxtChar(const fmx::TextUniquePtr &t, unsigned long *pos);
+[[nodiscard]] long XP7_Get1HexTxtChar(const fmx::TextUniquePtr &t, unsigned long *pos);
 // Decodes the whole hex text t into out (replacing it). 0, or -50 under the hex rules above.
-long XP7_HexTxtToBlock(const fmx::TextUniquePtr &t, std::vector<unsigned char> &out);
+[[nodiscard]] long XP7_HexTxtToBlock(const fmx::TextUniquePtr &t, std::vector<unsigned char> &out);
 // Replaces a hex text, in place, by the byte text of the bytes it holds. With skipBlanks non-zero,
 // CR, LF, tab and space are skipped (hex text broken into lines or groups). 0, or -50 with t
 // unchanged.
-long XP7_RemoveHexTxt(fmx::TextUniquePtr &t, unsigned char skipBlanks);
+[[nodiscard]] long XP7_RemoveHexTxt(fmx::TextUniquePtr &t, unsigned char skipBlanks);
 
 // ---- byte texts ----
 
@@ -76,8 +76,8 @@ unsigned long XP7_RemoveBinTxt(fmx::TextUniquePtr &t);
 // lineLen / 4 groups and before a group that starts with a zero byte (never after the last group
 // unless it fills its line; nothing past the input is read). -416, with *outLen at the bytes
 // written so far, when out is too small: ZbBase64EncodedLength + 1 bytes always suffice.
-long XP7_Base64_EncodeBlock(const unsigned char *in, unsigned long inLen, unsigned char *out, unsigned long outCap,
-                            unsigned long *outLen, int lineLen);
+[[nodiscard]] long XP7_Base64_EncodeBlock(const unsigned char *in, unsigned long inLen, unsigned char *out,
+                                          unsigned long outCap, unsigned long *outLen, int lineLen);
 // The exact number of bytes XP7_Base64_EncodeBlock writes for this input and line length.
 unsigned long ZbBase64EncodedLength(const unsigned char *in, unsigned long inLen, int lineLen);
 
@@ -86,23 +86,24 @@ unsigned long ZbBase64EncodedLength(const unsigned char *in, unsigned long inLen
 // hex text (-50 when it is not); other forms take each character's Mac OS Roman byte ("*" when it
 // has none), kZbFormCharsEscaped with "\0" and "\\" escapes. An empty source gives an empty text.
 // -50 for any encoding other than ASCII_Mac; -416 when the result would pass 0x7FFFFFFA characters.
-long XP7_TxtToBase64Txt(const fmx::TextUniquePtr &src, short srcForm, ZbTextEncoding e, unsigned long lineLen,
-                        fmx::TextUniquePtr &out);
+[[nodiscard]] long XP7_TxtToBase64Txt(const fmx::TextUniquePtr &src, short srcForm, ZbTextEncoding e,
+                                      unsigned long lineLen, fmx::TextUniquePtr &out);
 // Reverses XP7_TxtToBase64Txt: decodes the base64 text src and writes the bytes into out (replaced)
 // as hex text when dstForm is kZbFormHex, otherwise as Mac OS Roman characters; with escapes
 // non-zero a zero byte is written as "\0" and a backslash as "\\" (the escapes that
 // kZbFormCharsEscaped reads). -50 for any encoding other than ASCII_Mac or for malformed base64.
-long XP7_Base64TxtToTxt(const fmx::TextUniquePtr &src, unsigned char escapes, ZbTextEncoding e, short dstForm,
-                        fmx::TextUniquePtr &out);
+[[nodiscard]] long XP7_Base64TxtToTxt(const fmx::TextUniquePtr &src, unsigned char escapes, ZbTextEncoding e,
+                                      short dstForm, fmx::TextUniquePtr &out);
 
 // Decodes base64 (the rules above) into out (capacity outCap). 0; -50 for malformed input; -416
 // when out is too small (n / 4 * 3 bytes always suffice).
-long ZbBase64DecodeBlock(const unsigned char *in, size_t n, unsigned char *out, size_t outCap, size_t *outLen);
-long ZbBase64DecodeBlock(const char16_t *in, size_t n, unsigned char *out, size_t outCap, size_t *outLen);
+[[nodiscard]] long ZbBase64DecodeBlock(const unsigned char *in, size_t n, unsigned char *out, size_t outCap,
+                                       size_t *outLen);
+[[nodiscard]] long ZbBase64DecodeBlock(const char16_t *in, size_t n, unsigned char *out, size_t outCap, size_t *outLen);
 // The same into a vector (replaced; cleared on failure).
-long ZbBase64Decode(std::u16string_view in, std::vector<unsigned char> &out);
+[[nodiscard]] long ZbBase64Decode(std::u16string_view in, std::vector<unsigned char> &out);
 // Hex digits to bytes (out replaced; cleared on failure); blanks and line ends skipped when asked.
-long ZbHexDecode(std::u16string_view in, bool skipBlanks, std::vector<unsigned char> &out);
+[[nodiscard]] long ZbHexDecode(std::u16string_view in, bool skipBlanks, std::vector<unsigned char> &out);
 // Appends the hex digits of n bytes.
 void ZbHexEncode(const unsigned char *p, size_t n, std::u16string &out);
 
@@ -111,22 +112,24 @@ void ZbHexEncode(const unsigned char *p, size_t n, std::u16string &out);
 // Appends the first size bytes of stream number `stream` of data to out as base64 (CR LF lines of
 // lineLen, XP7_Base64_EncodeBlock); *outLen is the number of characters appended. -50 when the
 // stream does not exist or holds fewer than size bytes.
-long XP7_FMBinaryDataToBase64Txt(const fmx::BinaryData &data, int stream, unsigned long size, int lineLen,
-                                 fmx::TextUniquePtr &out, unsigned long *outLen);
+[[nodiscard]] long XP7_FMBinaryDataToBase64Txt(const fmx::BinaryData &data, int stream, unsigned long size, int lineLen,
+                                               fmx::TextUniquePtr &out, unsigned long *outLen);
 // The container text of the container parameter at *index of parms, in out (replaced), with the
 // streams' data as base64; *index then moves past that parameter. -50 when *index is past the last
 // parameter; -2026 when the value holds no stream (also when it is no container).
-long XP7_GetFMBinaryDataAsBase64TxtFromVect(const fmx::DataVect &parms, fmx::TextUniquePtr &out,
-                                            unsigned long *index);
+[[nodiscard]] long XP7_GetFMBinaryDataAsBase64TxtFromVect(const fmx::DataVect &parms, fmx::TextUniquePtr &out,
+                                                          unsigned long *index);
 // The same container text with the streams' data as hex text (no line breaks).
-long XP7_GetBinaryAsHxtTxtFromVect(const fmx::DataVect &parms, fmx::TextUniquePtr &out, unsigned long *index);
+[[nodiscard]] long XP7_GetBinaryAsHxtTxtFromVect(const fmx::DataVect &parms, fmx::TextUniquePtr &out,
+                                                 unsigned long *index);
 // Reads a container text (base64 or hex data) back into a new container value in data (replaced
 // only on success). 0, or -50 under the container rules above.
-long XP7_Base64TxtToFMBinaryData(const fmx::TextUniquePtr &text, fmx::BinaryDataUniquePtr &data);
-long XP7_HxtTxtToBinary(const fmx::TextUniquePtr &text, fmx::BinaryDataUniquePtr &data);
+[[nodiscard]] long XP7_Base64TxtToFMBinaryData(const fmx::TextUniquePtr &text, fmx::BinaryDataUniquePtr &data);
+[[nodiscard]] long XP7_HxtTxtToBinary(const fmx::TextUniquePtr &text, fmx::BinaryDataUniquePtr &data);
 // Reads one stream record (separator, type, size, length, data in dataForm kZbFormHex or base64)
 // at *pos of a container text and adds the stream to data; *pos moves past the record. 0, or -50
 // (*pos is not moved then).
-long XP7_AddOneFMBinaryData(std::u16string_view text, unsigned long *pos, short dataForm, fmx::BinaryData &data);
+[[nodiscard]] long XP7_AddOneFMBinaryData(std::u16string_view text, unsigned long *pos, short dataForm,
+                                          fmx::BinaryData &data);
 
 #endif

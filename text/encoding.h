@@ -27,8 +27,8 @@ void XP7_AppendMacASCIICharToTxt(unsigned char c, fmx::TextUniquePtr &t);
 void XP7_BlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
                     unsigned char append);
 // Appends n decoded bytes; -302 when n is not 0 but nothing decodes.
-long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
-                          unsigned char flag);
+[[nodiscard]] long XP7_AppendBlockToTxt(const char *p, unsigned long n, fmx::TextUniquePtr &t, ZbTextEncoding e,
+                                        unsigned char flag);
 // Characters start .. start+count-1 (count 0xFFFFFFFF: to the end) as a zero-terminated byte string
 // in buf. BytesOnly writes at most size bytes and a zero (buf holds size + 1); other encodings
 // write at most size - 1 bytes and a zero.
@@ -43,7 +43,7 @@ void XP7_TxtToBlock(const fmx::TextUniquePtr &t, ZbTextEncoding &e, unsigned lon
                     unsigned long *len);
 // 7-bit copies; other characters become "*".
 long XP7_UniStrToCStrSimple(const unsigned short *s, char *out, unsigned long max);
-long XP7_CStrToUniStrSimple(const char *s, unsigned short *out, unsigned long max);
+[[nodiscard]] long XP7_CStrToUniStrSimple(const char *s, unsigned short *out, unsigned long max);
 bool XP7_HasOnlyLowerASCIIinTxt(const fmx::TextUniquePtr &t);
 void XP7_CopyDefaultStyle(const fmx::Text &src, fmx::TextUniquePtr &dst);
 
