@@ -240,7 +240,7 @@ long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool cas
             unsigned char d;
             if (const long err = in.Read(d)) return err == kEofErr ? 0 : err;
             ++count;
-            if ((caseSensitive ? d : ZbLowerByte(d)) != static_cast<unsigned char>(pattern[matched])) break;
+            if ((caseSensitive ? d : ZbLowerAscii(d)) != static_cast<unsigned char>(pattern[matched])) break;
         }
         if (matched == pattern.size()) {
             offset = count - int64_t(pattern.size());

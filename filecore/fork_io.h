@@ -15,6 +15,7 @@
 #include "filecore/fsspec.h"
 #include "platform/forks.h"
 #include "fmx/fmx.h"
+#include "text/charsets.h"
 #include "text/encoding.h"
 
 #if defined(__x86_64__)
@@ -299,8 +300,6 @@ void ZbForEachMatch(const unsigned char *data, size_t size, std::string_view nee
     }
 }
 
-// The byte lowered as the scanners compare: A to Z only.
-inline unsigned char ZbLowerByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
 // The offset of the first match of the pattern in the file's data, as the stream finds it (a
 // partial match that fails resumes at the byte after its first, within the block held); 0 when

@@ -30,37 +30,12 @@ FLswitchTag Zb7_ReadListSwitches(const char *switches) {
 
 namespace {
 
-unsigned char FoldedByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
-
-// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates, nothing past U+10FFFF).
-bool IsUTF8(std::string_view s) {
-    const auto *p = reinterpret_cast<const unsigned char *>(s.data());
-    const auto *end = p + s.size();
-    while (p < end) {
-        const unsigned char c = *p;
-        if (c < 0x80) {
-            ++p;
-            continue;
-        }
-        int n = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : c >= 0xC2 ? 1 : -1;
-        if (n < 0 || c > 0xF4 || end - p <= n) return false;
-        if (c == 0xE0 && p[1] < 0xA0) return false;
-        if (c == 0xED && p[1] >= 0xA0) return false;
-        if (c == 0xF0 && p[1] < 0x90) return false;
-        if (c == 0xF4 && p[1] >= 0x90) return false;
-        for (int k = 1; k <= n; ++k)
-            if ((p[k] & 0xC0) != 0x80) return false;
-        p += n + 1;
-    }
-    return true;
-}
-
 // A name or path as the line shows it: UTF-8 with longnames (bytes that are not UTF-8 are read
 // as Mac OS Roman), else Mac OS Roman ("^" for a character it lacks). Mac OS Roman has composed
 // letters only, so a name stored decomposed (as names copied from a Mac often are: "e" and a
 // combining acute accent) is composed first and keeps its accents.
 void AppendInLineEncoding(std::string_view text, bool longnames, std::string &bytes) {
-    const bool utf8 = IsUTF8(text);
+    const bool utf8 = ZbIsUTF8(text);
     if (longnames && utf8) {
         bytes.append(text);
         return;
@@ -86,7 +61,7 @@ bool ZbCatalogOrder(const ZbFolderEntry &a, const ZbFolderEntry &b) {
     size_t i = 0;
     while (i < n && x[i] == y[i]) ++i;  // equal bytes are equal letters: most names part here
     for (; i < n; ++i) {
-        const unsigned char p = FoldedByte(x[i]), q = FoldedByte(y[i]);
+        const unsigned char p = ZbLowerAscii(x[i]), q = ZbLowerAscii(y[i]);
         if (p != q) return p < q;
     }
     if (a.name.size() != b.name.size()) return a.name.size() < b.name.size();
@@ -119,7 +94,7 @@ std::vector<uint32_t> ZbCatalogPermutation(const std::vector<ZbFolderEntry> &ent
         const std::string &name = entries[i].name;
         uint64_t key[2] = {0, 0};
         for (size_t b = 0; b < 16; ++b)
-            key[b / 8] = key[b / 8] << 8 | (b < name.size() ? FoldedByte(static_cast<unsigned char>(name[b])) : 0);
+            key[b / 8] = key[b / 8] << 8 | (b < name.size() ? ZbLowerAscii(static_cast<unsigned char>(name[b])) : 0);
         keyed[i] = {key[0], key[1], i};
     }
     std::sort(keyed.begin(), keyed.end(), [&](const Keyed &a, const Keyed &b) {

@@ -10,6 +10,7 @@
 #include "core/functions.h"
 #include "core/params.h"
 #include "core/results.h"
+#include "text/charsets.h"
 #include "text/unicode_forms.h"
 
 namespace {
@@ -19,8 +20,7 @@ namespace {
 void PrepareName(std::string_view name, std::string &out) {
     const bool ascii = std::none_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
     out = ascii ? std::string(name) : ZbUTF8ToNFD(name);
-    for (char &c : out)
-        if (c >= 'A' && c <= 'Z') c = char(c + 32);
+    for (char &c : out) c = char(ZbLowerAscii(static_cast<unsigned char>(c)));
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view 
         unsigned char d = 0;
         while (matched < search.size()) {
             if ((err = in.Read(d)) != 0) break;
-            if ((ignoreCase ? ZbLowerByte(d) : d) != static_cast<unsigned char>(search[matched])) break;
+            if ((ignoreCase ? ZbLowerAscii(d) : d) != static_cast<unsigned char>(search[matched])) break;
             ++matched;
         }
         if (err) break;  // the end of the file in the middle of a match: none of it is written
@@ -191,7 +191,7 @@ long Substitute(const fmx::DataVect &parameters) {
     if (search.empty() || sourceText->GetSize() == 0) return kParamErr;
     const std::string replacement = ReplacementBytes(replacementText, encoding);
     if (ignoreCase)
-        for (char &c : search) c = char(ZbLowerByte(static_cast<unsigned char>(c)));
+        for (char &c : search) c = char(ZbLowerAscii(static_cast<unsigned char>(c)));
 
     FSSpec sourceRef;
     std::string sourcePath;

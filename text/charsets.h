@@ -10,6 +10,9 @@
 
 #include "fmx/fmx.h"
 
+// A byte with the ASCII capitals A to Z lowered, as names and the scanners compare them.
+inline unsigned char ZbLowerAscii(unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
+
 // Replaces a malformed surrogate.
 extern unsigned char gMyErrorChar;
 

@@ -187,6 +187,22 @@ struct NFDWriter {
 
 }  // namespace
 
+bool ZbIsUTF8(std::string_view bytes) {
+    const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
+    const auto *end = p + bytes.size();
+    char32_t cp;
+    while (p < end) {
+        if (*p < 0x80) {
+            ++p;
+            continue;
+        }
+        const size_t length = DecodeMultiByte(p, size_t(end - p), cp);
+        if (length == 0) return false;
+        p += length;
+    }
+    return true;
+}
+
 std::string ZbUTF8ToNFD(std::string_view utf8) {
     const size_t prefix = InertPrefix(utf8);
     if (prefix == utf8.size()) return std::string(utf8);

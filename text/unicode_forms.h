@@ -24,6 +24,9 @@
 
 // Full canonical decomposition followed by canonical ordering. Text without a byte of 0xC3 or
 // above (ASCII, and characters below U+00C0) comes back unchanged without table work.
+// True when the bytes are well-formed UTF-8: no overlong form, no surrogate, nothing past U+10FFFF.
+bool ZbIsUTF8(std::string_view bytes);
+
 std::string ZbUTF8ToNFD(std::string_view utf8);
 
 // Canonical composition (NFC): the NFD form with every pair that has a primary composite joined,
