@@ -10,7 +10,10 @@
 #include <thread>
 #include <vector>
 
+#include "filecore/byte_search.h"
 #include "filecore/fork_io.h"
+#include "filecore/fork_writer.h"
+#include "filecore/stream_scan.h"
 #include "filecore/new_contents.h"
 #include "filecore/paths.h"
 #include "platform/errors.h"
@@ -20,6 +23,7 @@
 #include "core/functions.h"
 #include "core/params.h"
 #include "core/results.h"
+#include "text/charsets.h"
 #include "text/encoding.h"
 
 namespace {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "filecore/fork_io.h"
+#include "filecore/stream_scan.h"
 #include "filecore/paths.h"
 #include "core/functions.h"
 #include "core/params.h"

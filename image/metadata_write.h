@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "filecore/fork_io.h"
+#include "filecore/fork_writer.h"
 #include "image/jpeg_stream.h"
 #include "platform/forks.h"
 #include "fmx/fmx.h"

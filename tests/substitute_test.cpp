@@ -12,7 +12,10 @@
 #include <fstream>
 #include <random>
 
+#include "filecore/byte_search.h"
 #include "filecore/fork_io.h"
+#include "filecore/fork_writer.h"
+#include "filecore/stream_scan.h"
 #include "filecore/new_contents.h"
 #include "files/substitute.h"
 #include "platform/file_attributes.h"
