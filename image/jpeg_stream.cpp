@@ -18,7 +18,10 @@ namespace {
 // The next block, once the one held is used up: 0, -39 at the end of the file, or the read error.
 long Refill(Zb7RW_Reader &in) {
     size_t got = 0;
-    if (const long err = Zb7_PlatformReadFork(in.fork, in.mark, in.block.get(), kReadBlock, got)) return err;
+    if (const long err = Zb7_PlatformReadFork(in.fork, in.mark, in.block.get(), kReadBlock, got)) {
+        if (in.readError == 0) in.readError = err;
+        return err;
+    }
     in.mark += int64_t(got);
     in.valid = got;
     in.at = 0;

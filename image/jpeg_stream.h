@@ -52,6 +52,9 @@ struct Zb7RW_Reader {
     size_t valid = 0, at = 0;
     int64_t mark = 0;          // file offset of the byte after the block
     unsigned char pair[2] = {};  // Read_2_bytes' bytes: a failed read leaves the last ones there
+    // The first failed read of the file. The byte routines answer it as the end of the file, so
+    // the callers answer this error instead, once the stream is done with.
+    long readError = 0;
 };
 
 // One byte: 0, -39 at the end of the file, or the read error.

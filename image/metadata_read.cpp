@@ -314,6 +314,7 @@ long Zb7_GetMetaData(const FSSpec &ref, const ZbMetaDataSwitch &switches, ZbText
         Zb7RW_Reader in(fork);
         ZbPictParams params;
         err = Zb7JPEG_ScanJPEGHeader(in, switches, encoding, out, &params);
+        if (in.readError) err = in.readError;
     }
     return err;
 }

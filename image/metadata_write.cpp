@@ -270,6 +270,7 @@ long SetMetaData(const fmx::DataVect &parameters) {
     Zb7RW_Reader in(source);
     Zb7RW_Writer out(contents.fork);
     long err = Zb7JPEG_WriteJPEGMetaData(in, out, comment, data);
+    if (in.readError) err = in.readError;
     ZbFinderInfo newInfo;
     if (err == 0 && !contents.inPlace) {
         // A new destination takes the source's creator and type, unless told not to, and its

@@ -18,6 +18,7 @@
 
 #include "platform/errors.h"
 #include "platform/processes.h"
+#include "platform/system_calls.h"
 
 extern char **environ;
 
@@ -111,8 +112,8 @@ long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const
     const std::string mountPoint = "/media/" + name;
     const char *helper = smb ? "mount.cifs" : "mount.davfs";
     if (!Zb7_PlatformProgramExists(helper)) return kNotSupportedErr;
-    mkdir("/media", 0755);
-    const bool made = mkdir(mountPoint.c_str(), 0755) == 0;
+    ZbSys_mkdirat(AT_FDCWD, "/media", 0755);  // there already, as a rule
+    const bool made = ZbSys_mkdirat(AT_FDCWD, mountPoint.c_str(), 0755) == 0;
     if (!made && errno != EEXIST) return Zb7_ErrnoToOSErr(errno);
     int status;
     if (smb) {
@@ -124,14 +125,14 @@ long Zb7_PlatformMountURL(const std::string &url, const std::string &user, const
         status = RunHelper({helper, url, mountPoint}, user + "\n" + password + "\n", nullptr);
     }
     if (status == 0) return 0;
-    if (made) rmdir(mountPoint.c_str());
+    if (made) rmdir(mountPoint.c_str());  // cleaning up: made directly
     return status < 0 ? kNotSupportedErr : kUserNotAuthErr;
 }
 
 long Zb7_PlatformUnmount(const ZbVolume &volume) {
     struct stat st;
     const bool known = stat(volume.mountPoint.c_str(), &st) == 0;
-    if (umount2(volume.mountPoint.c_str(), UMOUNT_NOFOLLOW) != 0) return Zb7_ErrnoToOSErr(errno);
+    if (ZbSys_umount2(volume.mountPoint.c_str(), UMOUNT_NOFOLLOW) != 0) return Zb7_ErrnoToOSErr(errno);
     if (!known) return 0;
     // A removable medium (the device's own flag, or its disk's for a partition) is ejected.
     const std::string block = "/sys/dev/block/" + std::to_string(major(st.st_dev)) + ":" + std::to_string(minor(st.st_dev));

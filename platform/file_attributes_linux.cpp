@@ -59,13 +59,13 @@ long Zb7_PlatformReadAttribute(const std::string &path, const char *name, std::s
     found = false;
     // Ask for the size, then read; the value may change in between, so retry while it grows.
     for (int attempt = 0; attempt < 8; ++attempt) {
-        const ssize_t size = lgetxattr(path.c_str(), name, nullptr, 0);
+        const ssize_t size = ZbSys_lgetxattr(path.c_str(), name, nullptr, 0);
         if (size < 0) {
             if (errno == ENODATA || errno == ENOTSUP) return 0;
             return ReadError(path, errno);
         }
         value.resize(size_t(size));
-        const ssize_t n = lgetxattr(path.c_str(), name, value.data(), value.size());
+        const ssize_t n = ZbSys_lgetxattr(path.c_str(), name, value.data(), value.size());
         if (n >= 0) {
             value.resize(size_t(n));
             found = true;

@@ -38,6 +38,8 @@ struct ZbNodeInfo {
 
 // Creates an empty file that must not exist yet (-48 when something of that name exists).
 [[nodiscard]] long Zb7_PlatformCreateNewFile(const std::string &path);
+// Appends the bytes to the end of an existing file.
+[[nodiscard]] long Zb7_PlatformAppendToFile(const std::string &path, std::string_view bytes);
 
 // The absolute path of the program this process runs (the host application).
 [[nodiscard]] long Zb7_PlatformApplicationPath(std::string &path);

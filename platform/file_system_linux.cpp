@@ -15,6 +15,7 @@
 
 #include "platform/errors.h"
 #include "platform/file_system.h"
+#include "platform/system_calls.h"
 #include "platform/unique_fd.h"
 
 namespace {
@@ -105,9 +106,20 @@ long Zb7_PlatformListNames(const std::string &folder, std::vector<std::string> &
 }
 
 long Zb7_PlatformCreateNewFile(const std::string &path) {
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (fd < 0) return errno == ENOENT ? MissingItemError(path) : Zb7_ErrnoToOSErr(errno);
-    close(fd);
+    const ZbUniqueFd file(ZbSys_openat(AT_FDCWD, path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    if (file.fd < 0) return errno == ENOENT ? MissingItemError(path) : Zb7_ErrnoToOSErr(errno);
+    return 0;
+}
+
+long Zb7_PlatformAppendToFile(const std::string &path, std::string_view bytes) {
+    const ZbUniqueFd file(ZbSys_openat(AT_FDCWD, path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    if (file.fd < 0) return Zb7_ErrnoToOSErr(errno);
+    for (size_t done = 0; done < bytes.size();) {
+        const ssize_t n = ZbSys_write(file.fd, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n < 0 ? Zb7_ErrnoToOSErr(errno) : kIoErr;
+        done += size_t(n);
+    }
     return 0;
 }
 

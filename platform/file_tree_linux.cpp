@@ -86,7 +86,7 @@ struct ZbSide {
 
 long Identify(ZbSide &side) {
     struct stat st;
-    if (fstat(side.fd.fd, &st) != 0) return ErrorOf(errno);
+    if (ZbSys_fstat(side.fd.fd, &st) != 0) return ErrorOf(errno);
     side.device = st.st_dev;
     side.inode = st.st_ino;
     return 0;
@@ -98,7 +98,7 @@ long Reopen(ZbSide &parent, const ZbSide &child) {
     ZbUniqueFd fd(openat(child.fd.fd, "..", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (fd.fd < 0) return ErrorOf(errno);
     struct stat st;
-    if (fstat(fd.fd, &st) != 0) return ErrorOf(errno);
+    if (ZbSys_fstat(fd.fd, &st) != 0) return ErrorOf(errno);
     if (st.st_dev != parent.device || st.st_ino != parent.inode) return kFBsyErr;  // the tree was moved meanwhile
     parent.fd = std::move(fd);
     return 0;
@@ -179,7 +179,7 @@ long CopyThroughBuffer(int in, int out, off_t &position, off_t limit, std::vecto
         char *data = probing ? probe : buffer.data();
         const size_t room = probing ? sizeof probe : buffer.size();
         const size_t want = limit < 0 ? room : size_t(std::min<off_t>(limit - position, off_t(room)));
-        const ssize_t n = pread(in, data, want, position);
+        const ssize_t n = ZbSys_pread(in, data, want, position);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return ErrorOf(errno);
         if (n == 0) break;  // the end of the file

@@ -15,6 +15,7 @@
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/kernel_calls_linux.h"
+#include "platform/system_calls.h"
 
 #ifndef SYS_getxattrat
 #define SYS_getxattrat 464  // the same number on every architecture that has it
@@ -125,7 +126,7 @@ long Zb7_PlatformReadFolder(const ZbFolderHandle &folder, std::vector<ZbFolderEn
     thread_local std::unique_ptr<char[]> buffer(new char[kBufferSize]);
     if (lseek(folder.fd, 0, SEEK_SET) < 0) return Zb7_ErrnoToOSErr(errno);
     for (;;) {
-        const long n = syscall(SYS_getdents64, folder.fd, buffer.get(), kBufferSize);
+        const long n = ZbSys_getdents64(folder.fd, buffer.get(), kBufferSize);
         if (n < 0) return Zb7_ErrnoToOSErr(errno);
         if (n == 0) return 0;
         for (long at = 0; at < n;) {

@@ -25,7 +25,7 @@ long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork)
     fork.fd = write ? ZbSys_openat(AT_FDCWD, path.c_str(), flags) : open(path.c_str(), flags);
     if (fork.fd < 0) return errno == ENXIO ? kNotAFileErr : Zb7_ErrnoToOSErr(errno);  // a socket
     struct stat st;
-    if (fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
+    if (ZbSys_fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
     if (!S_ISREG(st.st_mode)) return kNotAFileErr;
     if (fcntl(fork.fd, F_SETFL, 0) != 0) return Zb7_ErrnoToOSErr(errno);  // reads of a file wait as usual
     return 0;
@@ -33,7 +33,7 @@ long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork)
 
 long Zb7_PlatformForkSize(const ZbFork &fork, int64_t &size) {
     struct stat st;
-    if (fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
+    if (ZbSys_fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
     size = st.st_size;
     return 0;
 }
@@ -46,7 +46,7 @@ long Zb7_PlatformSetForkSize(const ZbFork &fork, int64_t size) {
 long Zb7_PlatformReadFork(const ZbFork &fork, int64_t offset, void *buffer, size_t count, size_t &actual) {
     actual = 0;
     while (actual < count) {
-        const ssize_t n = pread(fork.fd, static_cast<char *>(buffer) + actual, count - actual, off_t(offset + int64_t(actual)));
+        const ssize_t n = ZbSys_pread(fork.fd, static_cast<char *>(buffer) + actual, count - actual, off_t(offset + int64_t(actual)));
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) return Zb7_ErrnoToOSErr(errno);
         if (n == 0) break;
@@ -101,7 +101,7 @@ long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::s
     const int original = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (original < 0) return Zb7_ErrnoToOSErr(errno);
     struct stat st;
-    long err = fstat(original, &st) == 0 ? 0 : Zb7_ErrnoToOSErr(errno);
+    long err = ZbSys_fstat(original, &st) == 0 ? 0 : Zb7_ErrnoToOSErr(errno);
     if (err == 0) err = ZbCopyAttributes(original, fork.fd);
     if (err == 0) err = ZbCopyCreationDate(original, fork.fd);
     close(original);

@@ -15,23 +15,23 @@
 // none takes the item without them; names this process may not write (trusted.*, or security.*
 // without privilege) are left out.
 long ZbCopyAttributes(int in, int out) {
-    ssize_t size = flistxattr(in, nullptr, 0);
+    ssize_t size = ZbSys_flistxattr(in, nullptr, 0);
     if (size < 0) return errno == ENOTSUP ? 0 : Zb7_ErrnoToOSErr(errno);
     std::string names(size_t(size), '\0');
-    size = flistxattr(in, names.data(), names.size());
+    size = ZbSys_flistxattr(in, names.data(), names.size());
     if (size < 0) return Zb7_ErrnoToOSErr(errno);
     names.resize(size_t(size));
     std::string value;
     for (size_t at = 0; at < names.size();) {
         const std::string name = names.c_str() + at;
         at += name.size() + 1;
-        const ssize_t length = fgetxattr(in, name.c_str(), nullptr, 0);
+        const ssize_t length = ZbSys_fgetxattr(in, name.c_str(), nullptr, 0);
         if (length < 0) {
             if (errno == ENODATA) continue;
             return Zb7_ErrnoToOSErr(errno);
         }
         value.resize(size_t(length));
-        const ssize_t got = fgetxattr(in, name.c_str(), value.data(), value.size());
+        const ssize_t got = ZbSys_fgetxattr(in, name.c_str(), value.data(), value.size());
         if (got < 0) return Zb7_ErrnoToOSErr(errno);
         if (ZbSys_fsetxattr(out, name.c_str(), value.data(), size_t(got), 0) != 0) {
             if (errno == ENOTSUP) return 0;

@@ -1,7 +1,12 @@
-// The system calls that change files, in one place. Every routine of the plug-in that writes,
-// renames, removes or changes an item calls through these wrappers, so that the tests can make any
-// one of them fail (as a full disk, an I/O error or an interrupted call would) and check that the
-// user's files are as the plug-in promises after every such failure.
+// The system calls that change files, and those that read a file's contents, its attributes and
+// its folder's entries, in one place. Every routine of the plug-in that writes, renames, removes
+// or changes an item, or reads what it copies or rewrites, calls through these wrappers, so that
+// the tests can make any one of them fail (as a full disk, an I/O error or an interrupted call
+// would) and check that the user's files are as the plug-in promises after every such failure.
+//
+// Calls that only clean up after a failure (removing a temporary file, closing a descriptor) and
+// the reads of /proc that tell a live process from a dead one are made directly: they are not
+// counted, and never failed, since a failure there cannot break a promise the tests check.
 //
 // The wrappers take the arguments of the calls they stand for and answer as they do: -1 (or a
 // null pointer) with errno set on failure.
@@ -14,6 +19,12 @@
 #include <time.h>
 
 int ZbSys_openat(int dirFd, const char *path, int flags, mode_t mode = 0);
+ssize_t ZbSys_pread(int fd, void *buffer, size_t size, off_t offset);
+int ZbSys_fstat(int fd, struct stat *st);
+ssize_t ZbSys_lgetxattr(const char *path, const char *name, void *value, size_t size);
+ssize_t ZbSys_fgetxattr(int fd, const char *name, void *value, size_t size);
+ssize_t ZbSys_flistxattr(int fd, char *names, size_t size);
+long ZbSys_getdents64(int fd, void *buffer, size_t size);
 ssize_t ZbSys_write(int fd, const void *buffer, size_t size);
 ssize_t ZbSys_pwrite(int fd, const void *buffer, size_t size, off_t offset);
 int ZbSys_fsync(int fd);
@@ -22,6 +33,7 @@ int ZbSys_renameat2(int fromDir, const char *from, int toDir, const char *to, un
 int ZbSys_linkat(int fromDir, const char *from, int toDir, const char *to, int flags);
 int ZbSys_unlinkat(int dirFd, const char *path, int flags);
 int ZbSys_mkdirat(int dirFd, const char *path, mode_t mode);
+int ZbSys_umount2(const char *target, int flags);
 int ZbSys_symlinkat(const char *target, int dirFd, const char *path);
 int ZbSys_lsetxattr(const char *path, const char *name, const void *value, size_t size, int flags);
 int ZbSys_fsetxattr(int fd, const char *name, const void *value, size_t size, int flags);

@@ -1,4 +1,6 @@
 #include <stdio.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -43,6 +45,20 @@ void ZbSysRunBeforeCall(long n, void (*action)(void *), void *context) {
 int ZbSys_openat(int dirFd, const char *path, int flags, mode_t mode) {
     return Injected() ? -1 : openat(dirFd, path, flags, mode);
 }
+ssize_t ZbSys_pread(int fd, void *buffer, size_t size, off_t offset) {
+    return Injected() ? -1 : pread(fd, buffer, size, offset);
+}
+int ZbSys_fstat(int fd, struct stat *st) { return Injected() ? -1 : fstat(fd, st); }
+ssize_t ZbSys_lgetxattr(const char *path, const char *name, void *value, size_t size) {
+    return Injected() ? -1 : lgetxattr(path, name, value, size);
+}
+ssize_t ZbSys_fgetxattr(int fd, const char *name, void *value, size_t size) {
+    return Injected() ? -1 : fgetxattr(fd, name, value, size);
+}
+ssize_t ZbSys_flistxattr(int fd, char *names, size_t size) { return Injected() ? -1 : flistxattr(fd, names, size); }
+long ZbSys_getdents64(int fd, void *buffer, size_t size) {
+    return Injected() ? -1 : syscall(SYS_getdents64, fd, buffer, size);
+}
 ssize_t ZbSys_write(int fd, const void *buffer, size_t size) { return Injected() ? -1 : write(fd, buffer, size); }
 ssize_t ZbSys_pwrite(int fd, const void *buffer, size_t size, off_t offset) {
     return Injected() ? -1 : pwrite(fd, buffer, size, offset);
@@ -57,6 +73,7 @@ int ZbSys_linkat(int fromDir, const char *from, int toDir, const char *to, int f
 }
 int ZbSys_unlinkat(int dirFd, const char *path, int flags) { return Injected() ? -1 : unlinkat(dirFd, path, flags); }
 int ZbSys_mkdirat(int dirFd, const char *path, mode_t mode) { return Injected() ? -1 : mkdirat(dirFd, path, mode); }
+int ZbSys_umount2(const char *target, int flags) { return Injected() ? -1 : umount2(target, flags); }
 int ZbSys_symlinkat(const char *target, int dirFd, const char *path) {
     return Injected() ? -1 : symlinkat(target, dirFd, path);
 }

@@ -1,8 +1,5 @@
 #include "plugin/debug_log.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -10,6 +7,7 @@
 #include <vector>
 
 #include "platform/errors.h"
+#include "platform/file_system.h"
 #include "platform/finder_info.h"
 #include "platform/system_folders.h"
 #include "core/globals.h"
@@ -22,13 +20,6 @@ bool gDebugTexts = false;
 std::string gDefaultDebugFolder;  // where the log lives; set when the log is switched on
 
 std::string LogPath() { return gDefaultDebugFolder + "/" + kZbDebugLogName; }
-
-struct ZbFd {
-    int fd;
-    ~ZbFd() {
-        if (fd >= 0) close(fd);
-    }
-};
 }  // namespace
 
 long XP7_DebugToFile_SET(unsigned char on) {
@@ -38,8 +29,7 @@ long XP7_DebugToFile_SET(unsigned char on) {
     std::string desktop;
     if (const long err = Zb7_PlatformFindFolder(ZbFourCharCode("desk"), desktop)) return err;
     gDefaultDebugFolder = desktop;
-    ZbFd file{open(LogPath().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644)};
-    if (file.fd < 0) return Zb7_ErrnoToOSErr(errno);
+    if (const long err = Zb7_PlatformCreateNewFile(LogPath())) return err;
     // The type only marks the log.
     (void)Zb7_PlatformSetTypeAndCreator(LogPath(), ZbFourCharCode("TEXT"), ZbFourCharCode("ttxt"));
     return 0;
@@ -55,14 +45,7 @@ long XP7_DebugToFileIntern(const char *text) {
     if (length == 0) return 0;
     ZbFrameLock lock(gFrameMutex);
     if (gDefaultDebugFolder.empty()) return 0;
-    ZbFd file{open(LogPath().c_str(), O_WRONLY | O_APPEND | O_CLOEXEC)};
-    if (file.fd < 0) return 0;
-    for (size_t done = 0; done < length;) {
-        const ssize_t n = write(file.fd, text + done, length - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        done += size_t(n);
-    }
+    (void)Zb7_PlatformAppendToFile(LogPath(), std::string_view(text, length));  // failures are silent
     return 0;
 }
 

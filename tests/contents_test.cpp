@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "filecore/fork_io.h"
 #include "filecore/fsspec.h"
@@ -228,4 +229,48 @@ TEST(ContentsFaults, AFailedSystemCallAnswersAnError) {
     }
     fs::remove_all(root);
     ZbClearFSSpec(gDefaultFSSpec);
+}
+
+// The functions that only read, run once for every counted system call they make with that one
+// failing as an I/O error would: the answer is the error or the whole right answer, never a part
+// of the file or of its metadata passed off as the whole.
+TEST(ContentsFaults, AFailedReadAnswersAnErrorNeverAPart) {
+    const std::string photo = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/sample1.jpg";
+    const std::string root = (fs::temp_directory_path() / ("zerb-rfaults-" + std::to_string(getpid()))).string();
+    fs::create_directories(root);
+    std::string large;
+    while (large.size() < (3u << 20)) large += "a line of the large file\n";
+    std::ofstream(root + "/large", std::ios::binary) << large;
+    fmx::ExprEnvUniquePtr env;
+    const auto call = [&](auto handler, std::initializer_list<std::string> values) {
+        fmx::DataVectUniquePtr parameters;
+        for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
+        fmx::DataUniquePtr result;
+        handler(0, *env, *parameters, *result);
+        return zerbtest::TextOf(*result);
+    };
+    struct Case {
+        const char *what;
+        std::function<std::string()> run;
+    };
+    std::vector<Case> cases = {
+        {"GetContents", [&] { return call(ZbFile7_DoGetContents, {"", root + "/large"}); }},
+        {"GetContents of a range", [&] { return call(ZbFile7_DoGetContents, {"", root + "/large", "70000", "200000"}); }},
+    };
+    if (fs::exists(photo))
+        cases.push_back({"MetaData", [&] { return call(ZbFile7_DoMetaData, {"GetExif GetIPTC GetJPEGComment", photo}); }});
+    for (const Case &c : cases) {
+        const std::string whole = c.run();
+        ASSERT_EQ(whole.substr(0, 2) == "$$", false) << c.what << ": " << whole;
+        for (long n = 1;; ++n) {
+            ZbSysFailCall(n, EIO);
+            const long first = ZbSysCallCount();
+            const std::string answer = c.run();
+            const bool reached = ZbSysCallCount() - first >= n;
+            ZbSysFailCall(0, 0);
+            if (!reached) break;
+            EXPECT_TRUE(answer == whole || answer == "$$-36") << c.what << ", call " << n << ": " << answer.substr(0, 40);
+        }
+    }
+    fs::remove_all(root);
 }
