@@ -61,6 +61,12 @@ constexpr size_t kZbFullPathLimit = 5000;
 // False when the call has fewer than two parameters.
 bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
                              fmx::TextUniquePtr &path, unsigned long &cursor);
+// The same for a handler that reads no further parameter.
+inline bool Zb7_ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
+                                    fmx::TextUniquePtr &path) {
+    unsigned long cursor = 0;
+    return Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor);
+}
 // A path parameter's text as bytes in `encoding` (UTF-8 or Mac OS Roman). A path is read as at
 // most 2000 bytes, and a longer one is refused with -37 rather than cut: the cut text would name
 // another item (a folder above the one meant, say).

@@ -15,12 +15,6 @@
 
 namespace {
 
-bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
-                         fmx::TextUniquePtr &path) {
-    unsigned long cursor = 0;
-    return Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor);
-}
-
 // The new item's folder as a POSIX path, and its name.
 long NewItemPlace(const fmx::TextUniquePtr &path, std::string &folder, std::string &name) {
     FSSpec parent;
@@ -38,7 +32,7 @@ long ExistingItem(const fmx::TextUniquePtr &path, std::string &posix, ZbItemInfo
 long CreateFile(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     ZbFinderInfo info;
     {
         ZbFrameLock lock(gFrameMutex);
@@ -54,7 +48,7 @@ long CreateFile(const fmx::DataVect &parameters) {
 long CreateFolder(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     Zb7_CheckAndRemoveEndSeparatorTxt(path);  // a folder's path may end in its separator
     std::string folder, name;
     if (const long err = NewItemPlace(path, folder, name)) return err;
@@ -64,7 +58,7 @@ long CreateFolder(const fmx::DataVect &parameters) {
 long DeleteFile(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     std::string posix;
     ZbItemInfo info;
     if (const long err = ExistingItem(path, posix, info)) return err;
@@ -74,7 +68,7 @@ long DeleteFile(const fmx::DataVect &parameters) {
 long DeleteFolder(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     const bool deleteAll = XP_HasSwitch(switches, "-deleteAllSubFoldersAndAllContents");
     const bool warn = !XP_HasSwitch(switches, "noWarning");
     if (path->GetSize() == 0) return kParamErr;

@@ -16,20 +16,19 @@
 
 namespace {
 
-// Longest names the handlers take (Exists and GetFileAttribute take longer ones).
-constexpr size_t kLongNames = 255;
-
-bool ReadSwitchesAndPath(const fmx::DataVect &parameters, char (&switches)[kZbSwitchesCapacity + 1],
-                         fmx::TextUniquePtr &path) {
-    unsigned long cursor = 0;
-    return Zb7_ReadSwitchesAndPath(parameters, switches, path, cursor);
+// The item of a handler that reads nothing but its switches and a path of short names.
+long ReadShortItem(const fmx::DataVect &parameters, FSSpec &ref) {
+    char switches[kZbSwitchesCapacity + 1] = "";
+    fmx::TextUniquePtr path;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    return XP7_TxtToItem(*path, ref, kZbShortNameLength);
 }
 
 // The item a handler works on: the switches read, the path resolved, the item looked at.
 long ResolveItem(const fmx::DataVect &parameters, size_t maxNameLength, char (&switches)[kZbSwitchesCapacity + 1],
                  std::string &posix, ZbItemInfo &info) {
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path)) return kParamErr;
     FSSpec ref;
     if (const long err = XP7_TxtToItem(*path, ref, maxNameLength)) return err;
     return Zb7_FSSpecToItemInfo(ref, posix, info);
@@ -52,15 +51,15 @@ bool EndsInSeparator(const fmx::TextUniquePtr &path) {
 bool ItemExists(const fmx::DataVect &parameters) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    if (!ReadSwitchesAndPath(parameters, switches, path) || path->GetSize() == 0) return false;
+    if (!Zb7_ReadSwitchesAndPath(parameters, switches, path) || path->GetSize() == 0) return false;
     FSSpec ref;
-    if (XP7_TxtToItem(*path, ref, kLongNames) == 0) {
+    if (XP7_TxtToItem(*path, ref, kZbMaxNameLength) == 0) {
         if (XP7_IsDirectory(ref)) return true;
         // A file named with a folder's trailing separator does not count.
         return XP7_FileExists(ref) == 0 && !EndsInSeparator(path);
     }
     Zb7_CheckAndRemoveEndSeparatorTxt(path);
-    return XP7_TxtToItem(*path, ref, kLongNames) == 0 && XP7_IsDirectory(ref);
+    return XP7_TxtToItem(*path, ref, kZbMaxNameLength) == 0 && XP7_IsDirectory(ref);
 }
 
 // The date functions by id: which date they read and what they answer.
@@ -232,32 +231,27 @@ fmx::errcode ZbFile7_DoExists(short /*functionId*/, const fmx::ExprEnv & /*env*/
 
 fmx::errcode ZbFile7_DoGetFileSize(short functionId, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                    fmx::Data &result) {
-    char switches[kZbSwitchesCapacity + 1] = "";
-    fmx::TextUniquePtr path;
     FSSpec ref;
     int64_t data = 0, rsrc = 0, total = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kZbShortNameLength)
-                                                               : kParamErr;
+    long err = ReadShortItem(parameters, ref);
     // Each function reads only its own size.
+    const bool wantsTotal = functionId == kZbFnGetFileSizeTotal, wantsResource = functionId == kZbFnGetResourceForkSize;
     if (err == 0)
-        err = XP7_FSGetFileSizes(ref, functionId == kZbFnGetFileSizeTotal || functionId == kZbFnGetResourceForkSize ? nullptr : &data,
-                                 functionId == kZbFnGetResourceForkSize ? &rsrc : nullptr, functionId == kZbFnGetFileSizeTotal ? &total : nullptr);
+        err = XP7_FSGetFileSizes(ref, wantsTotal || wantsResource ? nullptr : &data, wantsResource ? &rsrc : nullptr,
+                                 wantsTotal ? &total : nullptr);
     if (err)
         XP7_OSErrLToData(err, result);
     else
-        SetNumber(result, functionId == kZbFnGetFileSizeTotal ? total : functionId == kZbFnGetResourceForkSize ? rsrc : data);
+        SetNumber(result, wantsTotal ? total : wantsResource ? rsrc : data);
     return 0;
 }
 
 fmx::errcode ZbFile7_DoGetDateCreatedModifiedAccessed(short functionId, const fmx::ExprEnv & /*env*/,
                                                       const fmx::DataVect &parameters, fmx::Data &result) {
     const ZbDateFunction function = DateFunction(functionId);
-    char switches[kZbSwitchesCapacity + 1] = "";
-    fmx::TextUniquePtr path;
     FSSpec ref;
     uint32_t created = 0, modified = 0, accessed = 0;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? XP7_TxtToItem(*path, ref, kZbShortNameLength)
-                                                               : kParamErr;
+    long err = ReadShortItem(parameters, ref);
     if (err == 0)
         err = function.kind == ZbDateKind::accessed ? XP7_FSpGetLastAccessDate(ref, accessed)
               : XP7_FSpGetFileDate(ref, function.kind == ZbDateKind::created ? &created : nullptr,
@@ -291,7 +285,7 @@ fmx::errcode ZbFile7_DoGetFileAttribute(short /*functionId*/, const fmx::ExprEnv
                                         const fmx::DataVect &parameters, fmx::Data &result) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr path;
-    long err = ReadSwitchesAndPath(parameters, switches, path) ? 0 : long(kParamErr);
+    long err = Zb7_ReadSwitchesAndPath(parameters, switches, path) ? 0 : long(kParamErr);
     const char *which = nullptr;
     int count = 0;
     for (const char *word : kAttributeSwitches)
@@ -301,7 +295,7 @@ fmx::errcode ZbFile7_DoGetFileAttribute(short /*functionId*/, const fmx::ExprEnv
         }
     if (err == 0 && count != 1) err = kParamErr;
     FSSpec ref;
-    if (err == 0) err = XP7_TxtToItem(*path, ref, kLongNames);
+    if (err == 0) err = XP7_TxtToItem(*path, ref, kZbMaxNameLength);
     if (err == 0) err = ReadAttribute(ref, which, result, parameters.At(0).GetLocale());
     if (err) XP7_OSErrLToData(err, result);
     return 0;
