@@ -58,52 +58,42 @@ uint32_t ZbCandidates::Next(const ZbStreamReader &in) {
     return candidate_;
 }
 
+namespace {
+
+// The in-file search as a scanner: it counts the bytes before the first match.
+struct ZbFirstMatch {
+    std::string_view pattern;
+    int64_t passed = 0;  // bytes before the match, as the stream counts them
+    int64_t *offset;
+
+    long Pass(const unsigned char *, size_t n) {
+        passed += int64_t(n);
+        return 0;
+    }
+    long Match() {
+        *offset = passed;
+        return kZbScanStop;
+    }
+    long WholeMatchesInBlock(ZbStreamReader &in, uint32_t fits) {
+        bool found = false;
+        ZbForEachMatch(in.block + in.position, in.valid - in.position, pattern, [&](size_t at) {
+            *offset = passed + int64_t(at);
+            found = true;
+            return false;
+        });
+        if (found) return kZbScanStop;
+        passed += fits - in.position;
+        in.position = fits;
+        return 0;
+    }
+};
+
+}  // namespace
+
 long Zb7_FindStringInFile(const ZbFork &fork, std::string_view pattern, bool caseSensitive, int64_t &offset) {
     offset = 0;
     if (pattern.empty()) return kParamErr;
     ZbStreamReader in(fork);
-    ZbCandidates candidates(static_cast<unsigned char>(pattern[0]), !caseSensitive);
-    int64_t count = 0;  // bytes read so far, as the stream counts them
-    for (;;) {
-        if (in.position >= in.valid) {
-            if (const long err = in.NextBlock()) return err == kEofErr ? 0 : err;
-        }
-        // Where the whole pattern fits in the block, an attempt that fails fails inside it: the
-        // first whole match is found at once (as in Substitute).
-        const uint32_t fits = in.valid >= pattern.size() ? in.valid - uint32_t(pattern.size()) + 1 : 0;
-        if (caseSensitive && in.position < fits) {
-            const unsigned char *from = in.block + in.position;
-            bool found = false;
-            ZbForEachMatch(from, in.valid - in.position, pattern, [&](size_t at) {
-                offset = count + int64_t(at);
-                found = true;
-                return false;
-            });
-            if (found) return 0;
-            count += fits - in.position;
-            in.position = fits;
-            continue;
-        }
-        const uint32_t candidate = candidates.Next(in);
-        if (candidate > in.position) {
-            count += candidate - in.position;
-            in.position = candidate;
-            continue;
-        }
-        ++in.position;
-        ++count;
-        size_t matched = 1;
-        for (; matched < pattern.size(); ++matched) {
-            unsigned char d;
-            if (const long err = in.Read(d)) return err == kEofErr ? 0 : err;
-            ++count;
-            if ((caseSensitive ? d : ZbLowerAscii(d)) != static_cast<unsigned char>(pattern[matched])) break;
-        }
-        if (matched == pattern.size()) {
-            offset = count - int64_t(pattern.size());
-            return 0;
-        }
-        count -= int64_t(matched);
-        if (const long err = in.Unread(matched)) return err;
-    }
+    ZbFirstMatch scanner{pattern, 0, &offset};
+    return ZbScanStream(in, pattern, !caseSensitive, scanner);
 }

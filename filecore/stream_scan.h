@@ -8,7 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/errors.h"
 #include "platform/forks.h"
+#include "text/charsets.h"
 
 // The stream of the scanners (Substitute, the in-file search): a file read byte by byte through a
 // block of kZbStreamBlock bytes, with a step back that stays inside the block held. The block is
@@ -57,6 +59,56 @@ private:
     uint64_t block_ = 0;
     uint32_t from_ = 0, candidate_ = 0;
 };
+
+// What a scanner's steps answer to end the scan early, as a success.
+constexpr long kZbScanStop = 1;
+
+// The scan both scanners share: the stream read from its position to the end of the file, the
+// pattern (lowered for a case-blind scan) looked for as the stream finds it. The scanner is told
+//   Pass(bytes, n)        of bytes that are no part of a match, in order;
+//   Match()               of each whole match, its bytes consumed;
+//   WholeMatchesInBlock(in, fits)  where the comparison is exact and the pattern still fits in the
+//                         block: a failed attempt there fails inside the block, so the scanner
+//                         takes the block's whole matches itself and moves the position to `fits`
+//                         or past its last match.
+// Each answers 0 to go on, kZbScanStop to end with success, or an error. A partial match cut by
+// the end of the file is passed to no step. Answers 0 or the error (-92 for a step back past the
+// limit).
+template <class Scanner>
+long ZbScanStream(ZbStreamReader &in, std::string_view pattern, bool ignoreCase, Scanner &scanner) {
+    ZbCandidates candidates(static_cast<unsigned char>(pattern[0]), ignoreCase);
+    const auto done = [](long r) { return r == kZbScanStop ? 0 : r; };
+    for (;;) {
+        if (in.position >= in.valid)
+            if (const long err = in.NextBlock()) return err == kEofErr ? 0 : err;
+        const uint32_t fits = in.valid >= pattern.size() ? in.valid - uint32_t(pattern.size()) + 1 : 0;
+        if (!ignoreCase && in.position < fits) {
+            if (const long r = scanner.WholeMatchesInBlock(in, fits)) return done(r);
+            continue;
+        }
+        // The bytes before the next candidate pass in one piece.
+        const uint32_t candidate = candidates.Next(in);
+        if (candidate > in.position) {
+            if (const long r = scanner.Pass(in.block + in.position, candidate - in.position)) return done(r);
+            in.position = candidate;
+            continue;
+        }
+        const unsigned char first = in.block[in.position++];
+        size_t matched = 1;
+        for (; matched < pattern.size(); ++matched) {
+            unsigned char d;
+            if (const long err = in.Read(d)) return err == kEofErr ? 0 : err;
+            if ((ignoreCase ? ZbLowerAscii(d) : d) != static_cast<unsigned char>(pattern[matched])) break;
+        }
+        if (matched == pattern.size()) {
+            if (const long r = scanner.Match()) return done(r);
+            continue;
+        }
+        // A mismatch at index `matched`: the first byte passes, the rest is read again.
+        if (const long r = scanner.Pass(&first, 1)) return done(r);
+        if (const long err = in.Unread(matched)) return err;
+    }
+}
 
 // The offset of the first match of the pattern in the file's data, as the stream finds it (a
 // partial match that fails resumes at the byte after its first, within the block held); 0 when

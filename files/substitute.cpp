@@ -77,47 +77,26 @@ long WholeMatchesInBlock(ZbStreamReader &in, ZbForkWriter &out, std::string_view
     return err;
 }
 
+// Substitute as a scanner: what passes goes out as it is, each match as the replacement.
+struct ZbReplacing {
+    ZbForkWriter &out;
+    std::string_view search, replacement;
+
+    long Pass(const unsigned char *bytes, size_t n) { return out.Write(bytes, n); }
+    long Match() { return out.Write(replacement.data(), replacement.size()); }
+    long WholeMatchesInBlock(ZbStreamReader &in, uint32_t fits) {
+        return ::WholeMatchesInBlock(in, out, search, replacement, fits);
+    }
+};
+
 // The stream step proper: the source read and scanned through the stream, the new contents made
 // through `out`.
 long SubstituteStream(const ZbFork &source, ZbForkWriter &out, std::string_view search,
                       std::string_view replacement, bool ignoreCase) {
     ZbStreamReader in(source);
     out.sourceRead = &in.mark;
-    ZbCandidates candidates(static_cast<unsigned char>(search[0]), ignoreCase);
-    long err = 0;
-    for (;;) {
-        if (in.position >= in.valid && (err = in.NextBlock()) != 0) break;
-        // Only the block's last bytes, and a case-blind search, need the byte-at-a-time reading.
-        const uint32_t fits = in.valid >= search.size() ? in.valid - uint32_t(search.size()) + 1 : 0;
-        if (!ignoreCase && in.position < fits) {
-            if ((err = WholeMatchesInBlock(in, out, search, replacement, fits)) != 0) break;
-            continue;
-        }
-        // The bytes before the next candidate go out as they are, in one piece.
-        const uint32_t candidate = candidates.Next(in);
-        if (candidate > in.position) {
-            if ((err = out.Write(in.block + in.position, candidate - in.position)) != 0) break;
-            in.position = candidate;
-            continue;
-        }
-        const unsigned char c = in.block[in.position++];
-        size_t matched = 1;
-        unsigned char d = 0;
-        while (matched < search.size()) {
-            if ((err = in.Read(d)) != 0) break;
-            if ((ignoreCase ? ZbLowerAscii(d) : d) != static_cast<unsigned char>(search[matched])) break;
-            ++matched;
-        }
-        if (err) break;  // the end of the file in the middle of a match: none of it is written
-        if (matched == search.size()) {
-            if ((err = out.Write(replacement.data(), replacement.size())) != 0) break;
-            continue;
-        }
-        // A mismatch at index `matched`: the first byte goes out, the rest is read again.
-        if ((err = out.Write(&c, 1)) != 0) break;
-        if ((err = in.Unread(matched)) != 0) break;
-    }
-    if (err == kEofErr) err = 0;
+    ZbReplacing scanner{out, search, replacement};
+    long err = ZbScanStream(in, search, ignoreCase, scanner);
     if (err == 0) err = out.Flush();
     out.sourceRead = nullptr;  // the stream goes now
     return err;
