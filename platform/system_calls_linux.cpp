@@ -4,6 +4,7 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 
 #include "platform/system_calls.h"
@@ -18,8 +19,15 @@ thread_local long tActionCountdown = 0;
 thread_local void (*tAction)(void *) = nullptr;
 thread_local void *tActionContext = nullptr;
 
+// Set once a test uses a hook. Until then no call touches the per-thread state, so a host that
+// never tests the plug-in gives its threads none of it (thread-local storage of a module loaded
+// at run time is allocated on first use, and LeakSanitizer cannot follow it once the module is
+// unloaded).
+std::atomic<bool> gHooksUsed{false};
+
 // True when this call is the one a test asked to fail; errno is then set.
 bool Injected() {
+    if (!gHooksUsed.load(std::memory_order_relaxed)) return false;
     ++tCalls;
     if (tActionCountdown > 0 && --tActionCountdown == 0 && tAction) tAction(tActionContext);
     if (tCountdown <= 0 || --tCountdown > 0) return false;
@@ -30,13 +38,18 @@ bool Injected() {
 }  // namespace
 
 void ZbSysFailCall(long n, int error) {
+    gHooksUsed = true;
     tCountdown = n;
     tError = error;
 }
 
-long ZbSysCallCount() { return tCalls; }
+long ZbSysCallCount() {
+    gHooksUsed = true;
+    return tCalls;
+}
 
 void ZbSysRunBeforeCall(long n, void (*action)(void *), void *context) {
+    gHooksUsed = true;
     tActionCountdown = n;
     tAction = action;
     tActionContext = context;
