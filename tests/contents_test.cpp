@@ -58,6 +58,16 @@ protected:
     std::string root;
 };
 
+// A handler called directly with text parameters; its answer as text.
+std::string CallHandler(ZbHandler handler, std::initializer_list<std::string> values) {
+    fmx::ExprEnvUniquePtr env;
+    fmx::DataVectUniquePtr parameters;
+    for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
+    fmx::DataUniquePtr result;
+    handler(0, *env, *parameters, *result);
+    return zerbtest::TextOf(*result);
+}
+
 }  // namespace
 
 TEST_F(ContentsFunctions, RangesAndTheirErrors) {
@@ -192,25 +202,17 @@ TEST(ContentsFaults, AFailedSystemCallAnswersAnError) {
     fs::remove_all(root);
     fs::create_directories(root);
     const std::string file = root + "/f";
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](auto handler, std::initializer_list<std::string> values) {
-        fmx::DataVectUniquePtr parameters;
-        for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
-        fmx::DataUniquePtr result;
-        handler(0, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
-    };
     for (const bool append : {false, true}) {
         for (const int error : {EIO, ENOSPC, EINTR}) {
             for (long n = 1;; ++n) {
                 SCOPED_TRACE((append ? "append, call " : "set, call ") + std::to_string(n) + " errno " +
                              std::to_string(error));
                 std::ofstream(file, std::ios::binary) << "old contents";
-                ASSERT_EQ(call(ZbFile7_DoSetDefaultFileSpec, {"", file}), "0");
+                ASSERT_EQ(CallHandler(ZbFile7_DoSetDefaultFileSpec, {"", file}), "0");
                 ZbSysFailCall(n, error);
                 const long first = ZbSysCallCount();
                 const std::string answer =
-                    call(append ? ZbFile7_DoAppendContents : ZbFile7_DoSetContents, {"", "new"});
+                    CallHandler(append ? ZbFile7_DoAppendContents : ZbFile7_DoSetContents, {"", "new"});
                 const bool reached = ZbSysCallCount() - first >= n;
                 ZbSysFailCall(0, 0);
                 const std::string whole = append ? "old contentsnew" : "new";
@@ -241,24 +243,16 @@ TEST(ContentsFaults, AFailedReadAnswersAnErrorNeverAPart) {
     std::string large;
     while (large.size() < (3u << 20)) large += "a line of the large file\n";
     std::ofstream(root + "/large", std::ios::binary) << large;
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](auto handler, std::initializer_list<std::string> values) {
-        fmx::DataVectUniquePtr parameters;
-        for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
-        fmx::DataUniquePtr result;
-        handler(0, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
-    };
     struct Case {
         const char *what;
         std::function<std::string()> run;
     };
     std::vector<Case> cases = {
-        {"GetContents", [&] { return call(ZbFile7_DoGetContents, {"", root + "/large"}); }},
-        {"GetContents of a range", [&] { return call(ZbFile7_DoGetContents, {"", root + "/large", "70000", "200000"}); }},
+        {"GetContents", [&] { return CallHandler(ZbFile7_DoGetContents, {"", root + "/large"}); }},
+        {"GetContents of a range", [&] { return CallHandler(ZbFile7_DoGetContents, {"", root + "/large", "70000", "200000"}); }},
     };
     if (fs::exists(photo))
-        cases.push_back({"MetaData", [&] { return call(ZbFile7_DoMetaData, {"GetExif GetIPTC GetJPEGComment", photo}); }});
+        cases.push_back({"MetaData", [&] { return CallHandler(ZbFile7_DoMetaData, {"GetExif GetIPTC GetJPEGComment", photo}); }});
     for (const Case &c : cases) {
         const std::string whole = c.run();
         ASSERT_EQ(whole.substr(0, 2) == "$$", false) << c.what << ": " << whole;
