@@ -12,7 +12,7 @@ enum ZbFunctionId : short {
 };
 
 // How a function comes to be registered (see core/functions.def).
-enum class ZbGroup { Main, Version, SetMetaData, LastAccessed, AsciiValueToText, ExecuteShell, CopyFolder };
+enum class ZbGroup { Main, Version, Extension, SetMetaData, LastAccessed, AsciiValueToText, ExecuteShell, CopyFolder };
 
 // Each handler sets its value or its error text in the result and answers 0 to the host. A
 // handler that serves several functions tells them apart by the id it receives.

@@ -58,4 +58,7 @@ enum ZbOSErr : long {
 // the caller knows that a folder of the path is what is missing.
 [[nodiscard]] long Zb7_ErrnoToOSErr(int error, bool folderMissing = false);
 
+// A short English text for an error number, for answers that carry one beside the number.
+const char *Zb7_OSErrText(long error);
+
 #endif

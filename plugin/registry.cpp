@@ -95,7 +95,7 @@ void ZbUnregister(short functionId) {
 }  // namespace
 
 fmx::errcode ZbRegisterExtraFunctions(ZbGroup group) {
-    if (group == ZbGroup::Main || group == ZbGroup::Version) return 0;
+    if (group == ZbGroup::Main || group == ZbGroup::Version || group == ZbGroup::Extension) return 0;
     ZbFrameLock lock(gFrameMutex);
     bool &registered = gExtraRegistered[size_t(group)];
     if (registered) return 0;
@@ -117,14 +117,15 @@ void ZbRegisterAllFunctions() {
     }
     if (mainComplete && ZbRegisterExtraFunctions(ZbGroup::SetMetaData) == 0)
         ZbRegisterExtraFunctions(ZbGroup::LastAccessed);
-    for (const auto &e : kFunctions)
-        if (e.group == ZbGroup::Version) ZbRegister(e);
+    for (ZbGroup group : {ZbGroup::Version, ZbGroup::Extension})
+        for (const auto &e : kFunctions)
+            if (e.group == group) ZbRegister(e);
 }
 
 void ZbUnregisterAllFunctions() {
     // CopyFolder is left out on purpose: once registered, it stays with the host.
-    for (ZbGroup group : {ZbGroup::Version, ZbGroup::Main, ZbGroup::SetMetaData, ZbGroup::LastAccessed,
-                          ZbGroup::AsciiValueToText, ZbGroup::ExecuteShell})
+    for (ZbGroup group : {ZbGroup::Version, ZbGroup::Main, ZbGroup::Extension, ZbGroup::SetMetaData,
+                          ZbGroup::LastAccessed, ZbGroup::AsciiValueToText, ZbGroup::ExecuteShell})
         for (const auto &e : kFunctions)
             if (e.group == group) ZbUnregister(e.id);
 }

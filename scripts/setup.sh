@@ -17,9 +17,9 @@ if [ "${1:-}" = "--arm64" ]; then
     libgif-dev:arm64 libtiff-dev:arm64 libwebp-dev:arm64)
 fi
 # The image codec headers give the types of the libraries the plug-in opens at run time; the
-# plug-in does not link them.
+# plug-in does not link them. RapidJSON (header-only) writes the JSON answers.
 packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata
-  libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev "${arm64[@]}" "$@")
+  rapidjson-dev libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev "${arm64[@]}" "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")

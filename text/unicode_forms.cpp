@@ -88,6 +88,18 @@ size_t DecodeMultiByte(const unsigned char *p, size_t n, char32_t &cp) {
     return 0;
 }
 
+// Where DecodeMultiByte answered 0: the length of the maximal ill-formed subsequence at p, the
+// lead byte and those continuation bytes that could still have begun a well-formed sequence.
+size_t IllFormedLength(const unsigned char *p, size_t n) {
+    const unsigned char b = p[0];
+    if (b < 0xE0 || b > 0xF4 || n < 2) return 1;
+    const unsigned char low = b == 0xE0 ? 0xA0 : b == 0xF0 ? 0x90 : 0x80;
+    const unsigned char high = b == 0xED ? 0x9F : b == 0xF4 ? 0x8F : 0xBF;
+    if (p[1] < low || p[1] > high) return 1;
+    if (b < 0xF0 || n < 3 || !IsContinuation(p[2])) return 2;
+    return 3;
+}
+
 // The length of the UTF-8 sequence a lead byte starts, for text known to be well-formed.
 inline size_t SequenceLength(unsigned char lead) { return lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4; }
 
@@ -201,6 +213,31 @@ bool ZbIsUTF8(std::string_view bytes) {
         p += length;
     }
     return true;
+}
+
+std::string ZbUTF8Repaired(std::string_view bytes) {
+    std::string out;
+    out.reserve(bytes.size() + 8);
+    const auto *p = reinterpret_cast<const unsigned char *>(bytes.data());
+    const auto *end = p + bytes.size();
+    char32_t cp;
+    while (p < end) {
+        const auto *run = p;
+        while (p < end && *p < 0x80) ++p;
+        out.append(reinterpret_cast<const char *>(run), size_t(p - run));
+        if (p == end) break;
+        const size_t length = DecodeMultiByte(p, size_t(end - p), cp);
+        if (length) {
+            out.append(reinterpret_cast<const char *>(p), length);
+            p += length;
+            continue;
+        }
+        // The maximal ill-formed subsequence: a lead byte and the continuation bytes that could
+        // still have completed it, then one replacement character for all of them.
+        out.append("\xEF\xBF\xBD");
+        p += IllFormedLength(p, size_t(end - p));
+    }
+    return out;
 }
 
 std::string ZbUTF8ToNFD(std::string_view utf8) {

@@ -22,11 +22,14 @@
 #include <string>
 #include <string_view>
 
-// Full canonical decomposition followed by canonical ordering. Text without a byte of 0xC3 or
-// above (ASCII, and characters below U+00C0) comes back unchanged without table work.
 // True when the bytes are well-formed UTF-8: no overlong form, no surrogate, nothing past U+10FFFF.
 bool ZbIsUTF8(std::string_view bytes);
+// The bytes as well-formed UTF-8: each maximal ill-formed subsequence becomes U+FFFD, as the
+// Unicode standard recommends (so one bad byte is one replacement character).
+std::string ZbUTF8Repaired(std::string_view bytes);
 
+// Full canonical decomposition followed by canonical ordering. Text without a byte of 0xC3 or
+// above (ASCII, and characters below U+00C0) comes back unchanged without table work.
 std::string ZbUTF8ToNFD(std::string_view utf8);
 
 // Canonical composition (NFC): the NFD form with every pair that has a primary composite joined,
