@@ -122,6 +122,22 @@ long ChangeAttributes(const ZbAttributeRequest &request, const FSSpec &ref, cons
     return answer;
 }
 
+// The codes text of SetDefaultCreator and SetDefaultType (the second parameter): four
+// characters a code, in the host's native encoding.
+std::string ReadCodesText(const fmx::DataVect &parameters) {
+    char text[kZbSwitchesCapacity + 1] = "";
+    unsigned long cursor = 1;
+    XP7_GetNextCStringFromVect(parameters, text, sizeof text, &cursor, fmx::Text::kEncoding_Native);
+    return text;
+}
+
+// The code of four characters from `at` on, most significant first.
+uint32_t CodeAt(const std::string &text, size_t at) {
+    uint32_t code = 0;
+    for (size_t b = at; b < at + 4; ++b) code = code << 8 | uint8_t(text[b]);
+    return code;
+}
+
 }  // namespace
 
 // ---- lower-level operations ----
@@ -205,13 +221,9 @@ fmx::errcode ZbFile7_DoSetTimestampCreatedOrModified(short functionId, const fmx
 
 fmx::errcode ZbFile7_DoSetDefaultCreator(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                          const fmx::DataVect &parameters, fmx::Data &result) {
-    char text[kZbSwitchesCapacity + 1] = "";
-    unsigned long cursor = 1;
-    XP7_GetNextCStringFromVect(parameters, text, sizeof text, &cursor, fmx::Text::kEncoding_Native);
-    const size_t length = std::strlen(text);
-    if (length == 0 || length >= 4) {
-        uint32_t code = 0;
-        for (size_t b = 0; b < std::min<size_t>(length, 4); ++b) code = code << 8 | uint8_t(text[b]);
+    const std::string text = ReadCodesText(parameters);
+    if (text.empty() || text.size() >= 4) {
+        const uint32_t code = text.empty() ? 0 : CodeAt(text, 0);
         ZbFrameLock lock(gFrameMutex);
         gDefaultCreator = code;
     }
@@ -221,10 +233,8 @@ fmx::errcode ZbFile7_DoSetDefaultCreator(short /*functionId*/, const fmx::ExprEn
 
 fmx::errcode ZbFile7_DoSetDefaultType(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                       const fmx::DataVect &parameters, fmx::Data &result) {
-    char text[kZbSwitchesCapacity + 1] = "";
-    unsigned long cursor = 1;
-    XP7_GetNextCStringFromVect(parameters, text, sizeof text, &cursor, fmx::Text::kEncoding_Native);
-    const size_t length = std::min<size_t>(std::strlen(text), kMaxDefaultTypes * 4);
+    const std::string text = ReadCodesText(parameters);
+    const size_t length = std::min<size_t>(text.size(), kMaxDefaultTypes * 4);
     {
         ZbFrameLock lock(gFrameMutex);
         if (gDefaultFTypeListPtr && length == 0) {
@@ -232,11 +242,7 @@ fmx::errcode ZbFile7_DoSetDefaultType(short /*functionId*/, const fmx::ExprEnv &
             (*gDefaultFTypeListPtr)[0] = 0;
         } else if (gDefaultFTypeListPtr && length >= 4) {
             gNumTypes = short(length / 4);
-            for (short k = 0; k < gNumTypes; ++k) {
-                uint32_t code = 0;
-                for (int b = 0; b < 4; ++b) code = code << 8 | uint8_t(text[k * 4 + b]);
-                (*gDefaultFTypeListPtr)[size_t(k)] = code;
-            }
+            for (short k = 0; k < gNumTypes; ++k) (*gDefaultFTypeListPtr)[size_t(k)] = CodeAt(text, size_t(k) * 4);
         }
     }
     XP7_OSErrLToData(0, result);
