@@ -77,7 +77,7 @@ protected:
                title + "( |$)'";
     }
     static std::string Focus(const std::string &title) {
-        return "timeout 20 xdotool search --sync --name '^" + title + "$' windowfocus --sync %1 >/dev/null";
+        return "timeout 20 xdotool search --sync --onlyvisible --name '^" + title + "$' windowfocus --sync %1 >/dev/null";
     }
     static std::string Type(const std::string &text) { return "xdotool type --delay 30 '" + text + "'; xdotool key Return"; }
 
