@@ -32,7 +32,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -41,66 +40,11 @@
 #include <string>
 #include <vector>
 
-#include "host/host_api.h"
-#include "host/objects.h"
-#include "fmx/fmx.h"
+#include "bench/bench_common.h"
 
-namespace fs = std::filesystem;
+using namespace zerbbench;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-int gRuns = 3;
-
-double Best(const std::function<void()> &f, const std::function<void()> &prepare = [] {}) {
-    double best = 1e300;
-    for (int r = 0; r < gRuns; ++r) {
-        prepare();
-        const auto start = Clock::now();
-        f();
-        best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
-    }
-    return best;
-}
-
-void Shell(const std::string &command) {
-    if (std::system(command.c_str()) != 0) {
-        std::fprintf(stderr, "failed: %s\n", command.c_str());
-        std::exit(1);
-    }
-}
-
-fmx::DataUniquePtr TextData(const std::string &utf8) {
-    fmx::DataUniquePtr d;
-    fmx::TextUniquePtr t;
-    t->Assign(utf8.c_str(), fmx::Text::kEncoding_UTF8);
-    fmx::LocaleUniquePtr locale;
-    d->SetAsText(*t, *locale);
-    return d;
-}
-
-// The parameters of one call, made before the timing starts: building them is the host's work.
-std::unique_ptr<fmx::DataVectUniquePtr> Parameters(const std::vector<std::string> &values) {
-    auto vect = std::make_unique<fmx::DataVectUniquePtr>();
-    for (const std::string &v : values) (*vect)->PushBack(*TextData(v));
-    return vect;
-}
-
-std::string Answer(const char *function, const std::vector<std::string> &values) {
-    const auto parameters = Parameters(values);
-    fmx::DataUniquePtr result;
-    zhost::CallFunction(zhost::FromUtf8(function), **parameters, *result);
-    const fmx::Text &text = result->GetAsText();
-    std::u16string units(text.GetSize(), u'\0');
-    if (!units.empty()) text.GetUnicode(reinterpret_cast<fmx::uint16 *>(units.data()), 0, fmx::uint32(units.size()));
-    return zhost::ToUtf8(units);
-}
-
-void Report(const char *what, double ours, const char *theirName, double theirs, const char *unit, double scale) {
-    std::printf("%s: ours %.2f %s, %s %.2f %s, ratio %.2fx\n", what, ours * scale, unit, theirName, theirs * scale,
-                unit, ours / theirs);
-    std::fflush(stdout);
-}
 
 void BenchFileInfo(size_t count, const fs::path &dir) {
     const fs::path folder = dir / "info";
@@ -339,7 +283,7 @@ void BenchSearch(size_t made) {
         const double find = Best([&] { Shell("find " + volume + " " + findArgs + " >/dev/null"); });
         const std::string label = "Search for " + what + " over " + std::to_string(made) + " entries";
         Report(label.c_str(), ours, "find -iname", find, "s", 1);
-        if (std::system("command -v fdfind >/dev/null") == 0) {
+        if (HasPrograms("fdfind")) {
             const double fd = Best([&] { Shell("fdfind -HI " + fdArgs + " . " + volume + " >/dev/null"); });
             Report(label.c_str(), ours, "fdfind -HI", fd, "s", 1);
         } else {
@@ -353,21 +297,13 @@ void BenchSearch(size_t made) {
 
 void BenchMetaData(size_t count, const fs::path &dir) {
     const fs::path samples = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif/samples";
-    if (!fs::exists(samples) || std::system("command -v exiv2 >/dev/null && command -v exiftool >/dev/null") != 0) {
+    if (!fs::exists(samples) || !HasPrograms("exiv2 exiftool")) {
         std::printf("MetaData: skipped (needs golang-github-rwcarlsen-goexif-dev, exiv2 and libimage-exiftool-perl)\n");
         return;
     }
     const fs::path folder = dir / "meta";
     fs::create_directories(folder);
-    std::vector<fs::path> originals;
-    for (const auto &e : fs::directory_iterator(samples))
-        if (e.path().extension() == ".jpg") originals.push_back(e.path());
-    std::vector<std::string> files;
-    for (size_t k = 0; files.size() < count && !originals.empty(); ++k) {
-        const fs::path to = folder / ("photo " + std::to_string(k) + ".jpg");
-        fs::copy_file(originals[k % originals.size()], to);
-        files.push_back(to.string());
-    }
+    const std::vector<std::string> files = CopiesOf(samples, ".jpg", folder, count);
     std::vector<std::unique_ptr<fmx::DataVectUniquePtr>> calls;
     for (const std::string &f : files) calls.push_back(Parameters({"GetIPTC GetExif GetXMP GetJPEGComment", f}));
     const double ours = Best([&] {
@@ -377,8 +313,8 @@ void BenchMetaData(size_t count, const fs::path &dir) {
         }
     });
     const std::string all = "'" + folder.string() + "'/*.jpg";
-    const double exiv2 = Best([&] { (void)!std::system(("exiv2 -pa " + all + " >/dev/null 2>&1").c_str()); });
-    const double exiftool = Best([&] { (void)!std::system(("exiftool -fast " + all + " >/dev/null 2>&1").c_str()); });
+    const double exiv2 = Best([&] { RunTool("exiv2 -pa " + all); });
+    const double exiftool = Best([&] { RunTool("exiftool -fast " + all); });
     const std::string label = "MetaData of " + std::to_string(files.size()) + " JPEGs";
     Report(label.c_str(), ours, "exiv2 -pa", exiv2, "ms", 1000);
     Report(label.c_str(), ours, "exiftool -fast", exiftool, "ms", 1000);
@@ -400,7 +336,7 @@ double PeakMemoryOfCommand(const std::string &command) {
 
 void BenchThumbnails(size_t count, const fs::path &dir) {
     const fs::path photo = "/usr/share/gocode/src/github.com/disintegration/imaging/testdata/branches.jpg";
-    if (!fs::exists(photo) || std::system("command -v vipsthumbnail >/dev/null && command -v convert >/dev/null") != 0) {
+    if (!fs::exists(photo) || !HasPrograms("vipsthumbnail convert")) {
         std::printf("Thumbnails: skipped (needs golang-github-disintegration-imaging-dev, libvips-tools and imagemagick)\n");
         return;
     }
@@ -467,18 +403,10 @@ int main(int argc, char **argv) {
         }
     }
     const size_t searchVolume = searchEntries ? MakeSearchVolume(searchEntries) : 0;
-    std::string error;
-    const auto plugin = zhost::Plugin::Load(ZERB_PLUGIN_PATH, kCurrentExtnVersion, error);
-    if (!plugin) {
-        std::fprintf(stderr, "cannot load the plug-in: %s\n", error.c_str());
-        return 1;
-    }
-    char pattern[] = "/var/tmp/zerb-bench-XXXXXX";  // a disk, not a memory file system
-    if (!mkdtemp(pattern)) {
-        std::perror("mkdtemp");
-        return 1;
-    }
-    const fs::path dir = pattern;
+    const auto plugin = LoadPlugin();
+    if (!plugin) return 1;
+    const fs::path dir = ScratchFolder("zerb-bench");
+    if (dir.empty()) return 1;
     if (files) BenchFileInfo(files, dir);
     if (copyMB) BenchCopy(copyMB, dir);
     if (treeFiles) BenchTree(treeFiles, dir);

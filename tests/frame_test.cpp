@@ -14,6 +14,8 @@ const std::vector<int16_t> kMainOrder = {
     4201, 4202, 4203, 4204, 4205, 4210, 4211, 4212, 4284, 4213, 4214, 4215, 4216, 4220, 4221, 4222, 4223,
     4224, 4230, 4231, 4232, 4233, 4234, 4240, 4241, 4242, 4243, 4244, 4250, 4251, 4252, 4253, 4254, 4260,
     4261, 4262, 4263, 4264, 4270, 4271, 4272, 4273, 4274, 4280, 4281, 4282, 4285, 4286, 4283, 4290};
+// The functions beyond the original registered at start-up, after the Version functions.
+const std::vector<int16_t> kExtensionOrder = {4400, 4401, 4402};
 
 std::vector<int16_t> RegisteredIds() {
     std::vector<int16_t> ids;
@@ -66,6 +68,7 @@ TEST_F(PluginTest, GetStringNeedsRoomForTheStringAndTwoMoreUnits) {
 TEST_F(PluginTest, RegistersEveryFunctionInOrderWithCountsFlagsAndPrototypes) {
     std::vector<int16_t> expected = kMainOrder;
     expected.insert(expected.end(), {4287, 4291, 4292, 4293, 0, 1});
+    expected.insert(expected.end(), kExtensionOrder.begin(), kExtensionOrder.end());
     EXPECT_EQ(RegisteredIds(), expected);
 
     const auto all = zhost::RegisteredFunctions();
@@ -90,13 +93,14 @@ TEST_F(PluginTest, RegistersEveryFunctionInOrderWithCountsFlagsAndPrototypes) {
     EXPECT_EQ(Find(all, 4283)->minArgs, 5);
 }
 
-TEST_F(PluginTest, ARefusedRegistrationStopsTheMainTableButNotVersion) {
+TEST_F(PluginTest, ARefusedRegistrationStopsTheMainTableButNotVersionOrTheExtensions) {
     zhost::FailRegistrationOf(4213, 8);  // DeleteFile, the tenth entry, right after CreateThumbnail
     Load(kCurrentExtnVersion);
     zhost::FailRegistrationOf(4213, 0);
     ASSERT_TRUE(plugin) << loadError;  // init still answers 51
     std::vector<int16_t> expected(kMainOrder.begin(), kMainOrder.begin() + 9);
     expected.insert(expected.end(), {0, 1});
+    expected.insert(expected.end(), kExtensionOrder.begin(), kExtensionOrder.end());
     EXPECT_EQ(RegisteredIds(), expected);
 }
 
@@ -134,9 +138,10 @@ TEST_F(PluginTest, ShutdownAndReinitKeepGroupFlagsAndCopyFolder) {
     std::vector<int16_t> expected = {4296};
     expected.insert(expected.end(), kMainOrder.begin(), kMainOrder.end());
     expected.insert(expected.end(), {0, 1});
+    expected.insert(expected.end(), kExtensionOrder.begin(), kExtensionOrder.end());
     EXPECT_EQ(RegisteredIds(), expected);  // 4287 and 4291 to 4293 are not registered again
     EXPECT_EQ(Call("ZbFile_Version", {"-RegisterSetMetaDataFunction"}), "0");
-    EXPECT_EQ(RegisteredIds().back(), 1);  // flag already set: nothing registered
+    EXPECT_EQ(RegisteredIds(), expected);  // flag already set: nothing registered
 }
 
 TEST_F(PluginTest, ControlDisablesAndEnablesBehindAPassword) {

@@ -93,6 +93,22 @@ inline std::string Contents(const std::string &path) {
     return text;
 }
 
+// A shell command's standard output, with "<failed>" appended when it exits with an error.
+inline std::string CommandOutput(const std::string &command) {
+    std::string out;
+    if (FILE *p = popen(command.c_str(), "r")) {
+        char buffer[65536];
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
+        if (pclose(p) != 0) out += "<failed>";
+    }
+    return out;
+}
+
+// True when the program is on the PATH, for tests that compare with a tool.
+inline bool HasProgram(const std::string &name) {
+    return std::system(("command -v '" + name + "' >/dev/null").c_str()) == 0;
+}
+
 // Runs fmxhost on the calculations (through `launcher`, a command that runs another, such as
 // "timeout 20", when given) and answers its output lines.
 inline std::vector<std::string> RunFmxhost(const std::vector<std::string> &calculations,

@@ -32,6 +32,20 @@ struct ZbJson {
     void EndObject() { out.EndObject(); }
     void BeginArray() { out.StartArray(); }
     void EndArray() { out.EndArray(); }
+    // "key": value pairs.
+    void UintField(std::string_view key, uint64_t value) {
+        Key(key);
+        Uint(value);
+    }
+    void TextField(std::string_view key, std::string_view text) {
+        Key(key);
+        Text(text);
+    }
+    // "key": true, for a flag an answer carries only when it is set.
+    void TrueField(std::string_view key) {
+        Key(key);
+        Bool(true);
+    }
 
     // "key": text, and when the bytes are not well-formed UTF-8 also "<key>Bytes": their hex, so
     // that a name the file system holds in another encoding can still be told apart and rebuilt.
