@@ -26,6 +26,8 @@ struct ZbSpawnRequest {
     const std::vector<std::string> *environment = nullptr;  // null: the host's own
     bool newProcessGroup = false;                           // the child leads a process group of its own
     bool newSession = false;                                // the child leads a session of its own (no terminal)
+    const char *program = nullptr;                          // the file run; null: the first argument
+    const char *workingFolder = nullptr;                    // the child's working folder; null: the host's
 };
 
 // Writes all the bytes to a pipe that a child reads. A child that has stopped reading gives EPIPE

@@ -107,6 +107,7 @@ int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
     setup.Descriptor(request.error, STDERR_FILENO, O_WRONLY);
     if (request.extra >= 0) setup.Descriptor(request.extra, 3, 0);
     setup.Check(posix_spawn_file_actions_addclosefrom_np(&setup.actions, request.extra >= 0 ? 4 : 3));
+    if (request.workingFolder) setup.Check(posix_spawn_file_actions_addchdir_np(&setup.actions, request.workingFolder));
 
     short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
     sigset_t none, all;
@@ -131,7 +132,7 @@ int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid) {
         for (const std::string &e : *request.environment) envp.push_back(const_cast<char *>(e.c_str()));
         envp.push_back(nullptr);
     }
-    return posix_spawnp(&pid, argv[0], &setup.actions, &setup.attributes, argv.data(),
+    return posix_spawnp(&pid, request.program ? request.program : argv[0], &setup.actions, &setup.attributes, argv.data(),
                         request.environment ? envp.data() : environ);
 }
 

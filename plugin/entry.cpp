@@ -1,6 +1,7 @@
 // The plug-in's one entry point and its lifecycle: init, get string, shut-down.
 #include <cstring>
 
+#include "files/command_jobs.h"
 #include "platform/forks.h"
 #include "platform/volumes.h"
 #include "core/globals.h"
@@ -53,6 +54,7 @@ FMX_PtrType ZbInit(FMX_ExternCallPtr pb) {
 void ZbShutdown() {
     ZbUnregisterAllFunctions();
     Zb7_PlatformFinishBackgroundCloses();
+    Zb7_EndAllJobs();  // the jobs' thread runs the plug-in's code, which goes away after this
     ZbFrameLock lock(gFrameMutex);
     gDefaultFTypeListPtr.reset();  // not rebuilt by a later init in this process
     gNumTypes = 0;

@@ -14,11 +14,12 @@ if [ "${1:-}" = "--arm64" ]; then
     $sudo apt-get update -qq
   fi
   arm64=(crossbuild-essential-arm64 qemu-user libgtest-dev:arm64 libturbojpeg0-dev:arm64 libpng-dev:arm64
-    libgif-dev:arm64 libtiff-dev:arm64 libwebp-dev:arm64)
+    libgif-dev:arm64 libtiff-dev:arm64 libwebp-dev:arm64 libssl3:arm64)
 fi
 # The image codec headers give the types of the libraries the plug-in opens at run time; the
-# plug-in does not link them. RapidJSON (header-only) writes the JSON answers.
-packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata
+# plug-in does not link them. RapidJSON (header-only) writes the JSON answers. ZbFile_Hash opens
+# OpenSSL's libcrypto.so.3 (libssl3) at run time; its tests compare with openssl and coreutils.
+packages=(cmake g++ make libgtest-dev libbenchmark-dev binutils python3 tzdata libssl3 openssl coreutils
   rapidjson-dev libturbojpeg0-dev libpng-dev libgif-dev libtiff-dev libwebp-dev "${arm64[@]}" "$@")
 missing=()
 for p in "${packages[@]}"; do

@@ -98,7 +98,7 @@ TEST(Fmxhost, ListsFunctionsInRegistrationOrder) {
     std::istringstream lines(r.out);
     std::vector<std::string> all;
     for (std::string line; std::getline(lines, line);) all.push_back(line);
-    ASSERT_EQ(all.size(), 59u);
+    ASSERT_EQ(all.size(), 60u);
     EXPECT_EQ(all.front(), "4201\tZbFile_AppendContents\tZbFile_AppendContents( switches ; text )");
     EXPECT_EQ(all[8].substr(0, 5), "4284\t");
     EXPECT_EQ(all[49].substr(0, 5), "4290\t");
@@ -107,7 +107,7 @@ TEST(Fmxhost, ListsFunctionsInRegistrationOrder) {
     EXPECT_EQ(all[54], "0\tZbFile_VersionNoParams\tZbFile_VersionNoParams");
     EXPECT_EQ(all[55], "1\tZbFile_Version\tZbFile_Version( switches )");
     EXPECT_EQ(all[56], "4400\tZbFile_FileInfoJSON\tZbFile_FileInfoJSON( switches ; path )");
-    EXPECT_EQ(all[58].substr(0, 5), "4402\t");
+    EXPECT_EQ(all[59].substr(0, 5), "4403\t");
 }
 
 TEST(Fmxhost, RefusesAPluginItCannotLoad) {

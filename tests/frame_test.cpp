@@ -15,7 +15,7 @@ const std::vector<int16_t> kMainOrder = {
     4224, 4230, 4231, 4232, 4233, 4234, 4240, 4241, 4242, 4243, 4244, 4250, 4251, 4252, 4253, 4254, 4260,
     4261, 4262, 4263, 4264, 4270, 4271, 4272, 4273, 4274, 4280, 4281, 4282, 4285, 4286, 4283, 4290};
 // The functions beyond the original registered at start-up, after the Version functions.
-const std::vector<int16_t> kExtensionOrder = {4400, 4401, 4402};
+const std::vector<int16_t> kExtensionOrder = {4400, 4401, 4402, 4403};
 
 std::vector<int16_t> RegisteredIds() {
     std::vector<int16_t> ids;
@@ -125,9 +125,9 @@ TEST_F(PluginTest, RegistrationSwitchesAddOptionalGroupsOnce) {
     EXPECT_EQ(zhost::RegisteredFunctions().size(), count);
     // Several switches in one call: each is applied, the last sets the answer.
     EXPECT_EQ(Call("ZbFile_Version", {"-RegisterAsciiValueToTextFunction,-RegisterExecuteShellFunction"}), "0");
-    EXPECT_EQ(zhost::RegisteredFunctions().size(), count + 2);
+    EXPECT_EQ(zhost::RegisteredFunctions().size(), count + 4);
     const auto ids = RegisteredIds();
-    EXPECT_EQ(std::vector<int16_t>(ids.end() - 3, ids.end()), (std::vector<int16_t>{4296, 4294, 4295}));
+    EXPECT_EQ(std::vector<int16_t>(ids.end() - 5, ids.end()), (std::vector<int16_t>{4296, 4294, 4295, 4404, 4405}));
 }
 
 TEST_F(PluginTest, ShutdownAndReinitKeepGroupFlagsAndCopyFolder) {
