@@ -61,24 +61,55 @@ void ZbJson::Failure(std::string_view path, long error, int systemError) {
     EndObject();
 }
 
+namespace {
+
+// Writes value as `width` decimal digits, zero-padded, and answers the position after them.
+char *Digits(char *at, unsigned value, int width) {
+    for (int k = width - 1; k >= 0; --k, value /= 10) at[k] = char('0' + value % 10);
+    return at + width;
+}
+
+}  // namespace
+
+// Formatted by hand: a listing writes four dates per entry, and printf-style formatting was the
+// largest part of describing an item.
 std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds) {
     const time_t t = time_t(seconds);
     struct tm local {};
     if (!localtime_r(&t, &local)) return {};
     char text[64];
-    size_t n = strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
+    char *at = text;
+    const long year = long(local.tm_year) + 1900;
+    if (year >= 0 && year <= 9999)
+        at = Digits(at, unsigned(year), 4);
+    else
+        at += std::snprintf(at, 16, "%ld", year);
+    *at++ = '-';
+    at = Digits(at, unsigned(local.tm_mon + 1), 2);
+    *at++ = '-';
+    at = Digits(at, unsigned(local.tm_mday), 2);
+    *at++ = 'T';
+    at = Digits(at, unsigned(local.tm_hour), 2);
+    *at++ = ':';
+    at = Digits(at, unsigned(local.tm_min), 2);
+    *at++ = ':';
+    at = Digits(at, unsigned(local.tm_sec), 2);
     if (nanoseconds != 0 && nanoseconds < 1000000000) {
-        char fraction[16];
-        int digits = std::snprintf(fraction, sizeof fraction, ".%09u", unsigned(nanoseconds));
-        while (digits > 1 && fraction[digits - 1] == '0') --digits;
-        std::memcpy(text + n, fraction, size_t(digits));
-        n += size_t(digits);
+        *at++ = '.';
+        int digits = 9;
+        while (nanoseconds % 10 == 0) {
+            nanoseconds /= 10;
+            --digits;
+        }
+        at = Digits(at, nanoseconds, digits);
     }
     const long offset = local.tm_gmtoff;
-    const long magnitude = offset < 0 ? -offset : offset;
-    n += size_t(std::snprintf(text + n, sizeof text - n, "%c%02ld:%02ld", offset < 0 ? '-' : '+', magnitude / 3600,
-                              magnitude / 60 % 60));
-    return std::string(text, n);
+    const unsigned magnitude = unsigned(offset < 0 ? -offset : offset);
+    *at++ = offset < 0 ? '-' : '+';
+    at = Digits(at, magnitude / 3600, 2);
+    *at++ = ':';
+    at = Digits(at, magnitude / 60 % 60, 2);
+    return std::string(text, size_t(at - text));
 }
 
 std::string ZbHexText(std::string_view bytes) {
