@@ -14,7 +14,10 @@ cmake --build "$build" -j2 --target fuzzers
 seconds=${ZERB_FUZZ_SECONDS:-10}
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-for target in utf8 hex base64 container paths nfd plist exif iptc jpeg app13 thumbnail pict png gif tiff webp bmp ppm; do
+# Every target the build made (the list is fuzz/CMakeLists.txt's ZERB_FUZZ_TARGETS).
+for exe in "$build"/fuzz_*; do
+  [ -x "$exe" ] && [ -f "$exe" ] || continue
+  target=${exe##*/fuzz_}
   mkdir -p "$scratch/$target"
   dict=()
   [ -f "$root/fuzz/$target.dict" ] && dict=(-dict="$root/fuzz/$target.dict")
