@@ -7,81 +7,21 @@
 // printed ratios (ours / theirs in time: below 1 means ours is faster) are what to compare.
 //
 // zerb_bench_commands [--hash-mb N] [--calls N] [--runs N]   (0 skips a part)
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "host/host_api.h"
-#include "host/objects.h"
-#include "fmx/fmx.h"
+#include "bench/bench_common.h"
 
-namespace fs = std::filesystem;
+using namespace zerbbench;
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-int gRuns = 3;
-
-double Best(const std::function<void()> &f) {
-    double best = 1e300;
-    for (int r = 0; r < gRuns; ++r) {
-        const auto start = Clock::now();
-        f();
-        best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
-    }
-    return best;
-}
-
-// The first word a command prints.
-std::string FirstWord(const std::string &command) {
-    std::string text;
-    if (FILE *out = popen(command.c_str(), "r")) {
-        char buffer[512];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
-        pclose(out);
-    }
-    return text.substr(0, text.find_first_of(" \n"));
-}
-
-fmx::DataUniquePtr TextData(const std::string &utf8) {
-    fmx::DataUniquePtr d;
-    fmx::TextUniquePtr t;
-    t->Assign(utf8.c_str(), fmx::Text::kEncoding_UTF8);
-    fmx::LocaleUniquePtr locale;
-    d->SetAsText(*t, *locale);
-    return d;
-}
-
-std::string Answer(const char *function, const fmx::DataVect &parameters) {
-    fmx::DataUniquePtr result;
-    zhost::CallFunction(zhost::FromUtf8(function), parameters, *result);
-    const fmx::Text &text = result->GetAsText();
-    std::u16string units(text.GetSize(), u'\0');
-    if (!units.empty()) text.GetUnicode(reinterpret_cast<fmx::uint16 *>(units.data()), 0, fmx::uint32(units.size()));
-    return zhost::ToUtf8(units);
-}
-
-// The parameters of one call, made before the timing starts: building them is the host's work.
-fmx::DataVectUniquePtr Parameters(const std::vector<std::string> &values) {
-    fmx::DataVectUniquePtr vect;
-    for (const std::string &v : values) vect->PushBack(*TextData(v));
-    return vect;
-}
-
-void Report(const char *what, double ours, const char *theirName, double theirs, const char *unit, double scale) {
-    std::printf("%s: ours %.3f %s, %s %.3f %s, ratio %.2fx\n", what, ours * scale, unit, theirName, theirs * scale,
-                unit, ours / theirs);
-    std::fflush(stdout);
-}
 
 void BenchHash(size_t megabytes, const fs::path &dir) {
     const fs::path file = dir / "big.bin";
@@ -103,7 +43,7 @@ void BenchHash(size_t megabytes, const fs::path &dir) {
     for (const Case c : {Case{"Hash SHA-256", "", "sha256sum"}, Case{"Hash MD5", "-Algorithm=MD5", "md5sum"}}) {
         const auto parameters = Parameters({c.switches, file.string()});
         std::string ours;
-        const double ourTime = Best([&] { ours = Answer("ZbFile_Hash", *parameters); });
+        const double ourTime = Best([&] { ours = Answer("ZbFile_Hash", **parameters); });
         std::string theirs;
         const double theirTime = Best([&] { theirs = FirstWord(std::string(c.tool) + " " + quoted); });
         if (ours != theirs) std::printf("%s: DIFFERENT DIGESTS %s and %s\n", c.name, ours.c_str(), theirs.c_str());
@@ -118,18 +58,18 @@ void BenchHash(size_t megabytes, const fs::path &dir) {
 void BenchCommands(size_t calls) {
     const auto run = Parameters({"", R"({"argv": ["true"]})"});
     const auto shell = Parameters({"", "true"});
-    if (Answer("ZbFile_RunCommand", *run).find("\"exitCode\":0") == std::string::npos) {
-        std::printf("RunCommand of true failed: %s\n", Answer("ZbFile_RunCommand", *run).c_str());
+    if (Answer("ZbFile_RunCommand", **run).find("\"exitCode\":0") == std::string::npos) {
+        std::printf("RunCommand of true failed: %s\n", Answer("ZbFile_RunCommand", **run).c_str());
         return;
     }
     const double ours = Best([&] {
-        for (size_t k = 0; k < calls; ++k) Answer("ZbFile_RunCommand", *run);
+        for (size_t k = 0; k < calls; ++k) Answer("ZbFile_RunCommand", **run);
     });
     const double theirs = Best([&] {
-        for (size_t k = 0; k < calls; ++k) Answer("ZbFile_ExecuteShell", *shell);
+        for (size_t k = 0; k < calls; ++k) Answer("ZbFile_ExecuteShell", **shell);
     });
     Report("RunCommand of true against ExecuteShell of true, per call", ours / double(calls), "ExecuteShell",
-           theirs / double(calls), "ms", 1000);
+           theirs / double(calls), "ms", 1000, 3);
 }
 
 }  // namespace
@@ -147,19 +87,11 @@ int main(int argc, char **argv) {
             return 2;
         }
     }
-    std::string error;
-    const auto plugin = zhost::Plugin::Load(ZERB_PLUGIN_PATH, kCurrentExtnVersion, error);
-    if (!plugin) {
-        std::fprintf(stderr, "cannot load the plug-in: %s\n", error.c_str());
-        return 1;
-    }
-    Answer("ZbFile_Version", *Parameters({"-RegisterExecuteShellFunction"}));
-    char pattern[] = "/var/tmp/zerb-bench-commands-XXXXXX";
-    if (!mkdtemp(pattern)) {
-        std::perror("mkdtemp");
-        return 1;
-    }
-    const fs::path dir = pattern;
+    const auto plugin = LoadPlugin();
+    if (!plugin) return 1;
+    Answer("ZbFile_Version", {"-RegisterExecuteShellFunction"});
+    const fs::path dir = ScratchFolder("zerb-bench-commands");
+    if (dir.empty()) return 1;
     if (hashMB) BenchHash(hashMB, dir);
     if (calls) BenchCommands(calls);
     fs::remove_all(dir);

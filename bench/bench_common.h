@@ -4,6 +4,9 @@
 #ifndef ZERB_BENCH_BENCH_COMMON_H
 #define ZERB_BENCH_BENCH_COMMON_H
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -52,6 +56,17 @@ inline void Shell(const std::string &command) {
 // (exiv2, for one, fails on a file without metadata after doing all its work).
 inline void RunTool(const std::string &command) { (void)!std::system((command + " >/dev/null 2>&1").c_str()); }
 
+// The first word a command prints (the digest, for the checksum tools).
+inline std::string FirstWord(const std::string &command) {
+    std::string text;
+    if (FILE *out = popen(command.c_str(), "r")) {
+        char buffer[512];
+        for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
+        pclose(out);
+    }
+    return text.substr(0, text.find_first_of(" \n"));
+}
+
 // True when every program named (separated by spaces) is on the PATH.
 inline bool HasPrograms(const std::string &names) {
     return std::system(("for p in " + names + "; do command -v \"$p\" >/dev/null || exit 1; done").c_str()) == 0;
@@ -66,9 +81,12 @@ inline std::unique_ptr<zhost::Plugin> LoadPlugin() {
 }
 
 // A new folder for the benchmark's files under /var/tmp (a disk, not a memory file system), or
-// an empty path after saying why not.
+// under $ZERB_BENCH_SCRATCH when set (scripts/bench.sh points it at a folder it removes however
+// the run ends, so that no gigabyte file outlives an interrupted benchmark); an empty path after
+// saying why not.
 inline fs::path ScratchFolder(const std::string &name) {
-    std::string pattern = "/var/tmp/" + name + "-XXXXXX";
+    const char *parent = std::getenv("ZERB_BENCH_SCRATCH");
+    std::string pattern = std::string(parent && *parent ? parent : "/var/tmp") + "/" + name + "-XXXXXX";
     if (!mkdtemp(pattern.data())) {
         std::perror("mkdtemp");
         return {};
@@ -117,23 +135,79 @@ inline bool IsError(const fmx::Data &result) {
     return head[0] == '$' && head[1] == '$';
 }
 
-// Calls a function by name with text parameters; its answer as UTF-8.
-inline std::string Answer(const char *function, const std::vector<std::string> &values) {
-    const auto parameters = Parameters(values);
+// Calls a function by name with parameters made beforehand; its answer as UTF-8.
+inline std::string Answer(const char *function, const fmx::DataVect &parameters) {
     fmx::DataUniquePtr result;
-    zhost::CallFunction(zhost::FromUtf8(function), **parameters, *result);
+    zhost::CallFunction(zhost::FromUtf8(function), parameters, *result);
     const fmx::Text &text = result->GetAsText();
     std::u16string units(text.GetSize(), u'\0');
     if (!units.empty()) text.GetUnicode(reinterpret_cast<fmx::uint16 *>(units.data()), 0, fmx::uint32(units.size()));
     return zhost::ToUtf8(units);
 }
 
-// One line of the comparison: both times in the unit (seconds times `scale`), and the ratio ours /
-// theirs (below 1: ours is faster).
+// Calls a function by name with text parameters; its answer as UTF-8.
+inline std::string Answer(const char *function, const std::vector<std::string> &values) {
+    return Answer(function, **Parameters(values));
+}
+
+// `count` small files in a new folder "info" in `dir`, every third with Finder information (so
+// that reading it is part of the work): their paths.
+inline std::vector<std::string> InfoFiles(const fs::path &dir, size_t count) {
+    const fs::path folder = dir / "info";
+    fs::create_directories(folder);
+    std::vector<std::string> paths;
+    for (size_t k = 0; k < count; ++k) {
+        paths.push_back((folder / ("file-" + std::to_string(k) + ".txt")).string());
+        std::ofstream(paths.back()) << "some data " << k;
+        if (k % 3 == 0)
+            (void)lsetxattr(paths.back().c_str(), "user.com.apple.FinderInfo", std::string(32, 'x').data(), 32, 0);
+    }
+    return paths;
+}
+
+// The parameters of one call per path, each (switches, path), made before the timing starts.
+using Calls = std::vector<std::unique_ptr<fmx::DataVectUniquePtr>>;
+inline Calls CallsOver(const std::string &switches, const std::vector<std::string> &paths) {
+    Calls calls;
+    for (const std::string &path : paths) calls.push_back(Parameters({switches, path}));
+    return calls;
+}
+
+// A function's id, looked up before the timing starts: calls by id are made as a host makes them,
+// so the emulator's look-up by name is not timed.
+inline int16_t FunctionId(const char *function) { return zhost::FindFunction(zhost::FromUtf8(function))->id; }
+
+// Makes each call of the function with that id; answers how many characters the answers had, so
+// that the work cannot be left out.
+inline size_t CallEach(int16_t id, const Calls &calls) {
+    size_t answered = 0;
+    fmx::DataUniquePtr result;
+    for (const auto &call : calls) {
+        zhost::CallFunctionId(id, **call, *result);
+        answered += result->GetAsText().GetSize();
+    }
+    return answered;
+}
+
+// What a file function that answers an item's facts cannot do with less: statx of each path and,
+// when an attribute is named, lgetxattr of it (32 bytes at most). Answers a sum of the results.
+inline size_t StatEach(const std::vector<std::string> &paths, const char *attribute) {
+    struct statx sx;
+    char value[32];
+    size_t answered = 0;
+    for (const std::string &path : paths) {
+        answered += statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx);
+        if (attribute) answered += size_t(lgetxattr(path.c_str(), attribute, value, sizeof value));
+    }
+    return answered;
+}
+
+// One line of the comparison: both times in the unit (seconds times `scale`, with `decimals`
+// digits after the point), and the ratio ours / theirs (below 1: ours is faster).
 inline void Report(const char *what, double ours, const char *theirName, double theirs, const char *unit,
-                   double scale) {
-    std::printf("%s: ours %.2f %s, %s %.2f %s, ratio %.2fx\n", what, ours * scale, unit, theirName, theirs * scale,
-                unit, ours / theirs);
+                   double scale, int decimals = 2) {
+    std::printf("%s: ours %.*f %s, %s %.*f %s, ratio %.2fx\n", what, decimals, ours * scale, unit, theirName, decimals,
+                theirs * scale, unit, ours / theirs);
     std::fflush(stdout);
 }
 

@@ -47,14 +47,7 @@ using namespace zerbbench;
 namespace {
 
 void BenchFileInfo(size_t count, const fs::path &dir) {
-    const fs::path folder = dir / "info";
-    fs::create_directories(folder);
-    std::vector<std::string> paths;
-    for (size_t k = 0; k < count; ++k) {
-        paths.push_back((folder / ("file-" + std::to_string(k) + ".txt")).string());
-        std::ofstream(paths.back()) << "some data " << k;
-        if (k % 3 == 0) lsetxattr(paths.back().c_str(), "user.com.apple.FinderInfo", std::string(32, 'x').data(), 32, 0);
-    }
+    const std::vector<std::string> paths = InfoFiles(dir, count);
     struct Function {
         const char *name;
         const char *switches;
@@ -63,26 +56,11 @@ void BenchFileInfo(size_t count, const fs::path &dir) {
                      {"ZbFile_GetFileSize", "", "user.com.apple.ResourceFork"},
                      {"ZbFile_GetFileAttribute", "-hiddenAttr", "user.com.apple.FinderInfo"}};
     for (const Function &f : functions) {
-        std::vector<std::unique_ptr<fmx::DataVectUniquePtr>> calls;
-        for (const std::string &path : paths) calls.push_back(Parameters({f.switches, path}));
-        // Called by id, as a host calls a plug-in: the emulator's look-up by name is not timed.
-        const int16_t id = zhost::FindFunction(zhost::FromUtf8(f.name))->id;
+        const Calls calls = CallsOver(f.switches, paths);
+        const int16_t id = FunctionId(f.name);
         size_t answered = 0;
-        const double ours = Best([&] {
-            fmx::DataUniquePtr result;
-            for (const auto &call : calls) {
-                zhost::CallFunctionId(id, **call, *result);
-                answered += result->GetAsText().GetSize();
-            }
-        });
-        const double bare = Best([&] {
-            struct statx sx;
-            char info[32];
-            for (const std::string &path : paths) {
-                answered += statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx);
-                if (f.attribute) answered += size_t(lgetxattr(path.c_str(), f.attribute, info, 32));
-            }
-        });
+        const double ours = Best([&] { answered += CallEach(id, calls); });
+        const double bare = Best([&] { answered += StatEach(paths, f.attribute); });
         const std::string what = std::string(f.name) + " per call over " + std::to_string(count) + " files";
         Report(what.c_str(), ours / double(count), f.attribute ? "statx+lgetxattr" : "statx", bare / double(count),
                "us", 1e6);

@@ -268,37 +268,32 @@ long CommandStatus(const fmx::DataVect &parameters, ZbJson &json) {
     return 0;
 }
 
-void Answer(long err, const ZbJson &json, fmx::Data &result) {
+// Builds the answer with `build` and gives it as the result, or the error it answered; running out
+// of memory on the way is an error like the others.
+fmx::errcode Answer(long (*build)(const fmx::DataVect &, ZbJson &), const fmx::DataVect &parameters,
+                    fmx::Data &result) {
+    ZbJson json;
+    long err = 0;
+    try {
+        err = build(parameters, json);
+    } catch (const std::bad_alloc &) {
+        err = kMemFullErr;
+    }
     if (err)
         XP7_OSErrLToData(err, result);
     else
         XP7_CStrToData(json.buffer.GetString(), result);
+    return 0;
 }
 
 }  // namespace
 
 fmx::errcode ZbFile7_DoRunCommand(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                   fmx::Data &result) {
-    ZbJson json;
-    long err = 0;
-    try {
-        err = RunCommand(parameters, json);
-    } catch (const std::bad_alloc &) {
-        err = kMemFullErr;
-    }
-    Answer(err, json, result);
-    return 0;
+    return Answer(RunCommand, parameters, result);
 }
 
 fmx::errcode ZbFile7_DoCommandStatus(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                      const fmx::DataVect &parameters, fmx::Data &result) {
-    ZbJson json;
-    long err = 0;
-    try {
-        err = CommandStatus(parameters, json);
-    } catch (const std::bad_alloc &) {
-        err = kMemFullErr;
-    }
-    Answer(err, json, result);
-    return 0;
+    return Answer(CommandStatus, parameters, result);
 }

@@ -102,30 +102,6 @@ std::string FindProgram(const std::string &name, const std::vector<std::string> 
 
 int NonBlocking(int fd) { return fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK) == 0 ? 0 : errno; }
 
-// One write to the child's input without waiting. A child that no longer reads gives EPIPE, never
-// a SIGPIPE that would end the host: the signal is blocked in this thread for the write and taken
-// back if the write raised it (unless one was already pending for the thread).
-ssize_t WriteWithoutSignal(int fd, const char *data, size_t size) {
-    sigset_t pipeSignal, previous, pending;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    sigpending(&pending);
-    const bool wasPending = sigismember(&pending, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
-    ssize_t n;
-    while ((n = write(fd, data, size)) < 0 && errno == EINTR) {
-    }
-    const int error = n < 0 ? errno : 0;
-    if (error == EPIPE && !wasPending) {
-        const struct timespec zero = {0, 0};
-        while (sigtimedwait(&pipeSignal, nullptr, &zero) < 0 && errno == EINTR) {
-        }
-    }
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    errno = error;
-    return n;
-}
-
 // Reads what the stream holds now (up to the budget), keeping up to the bound and dropping the
 // rest. Closes the stream at its end or on an error.
 void ReadStream(ZbUniqueFd &stream, std::string &kept, size_t limit, bool &truncated) {
@@ -294,8 +270,9 @@ void Zb7_PlatformCommandService(ZbCommandRun &run, const std::vector<struct poll
     if (Ready(Entry(run, set, run.errorOutput.fd)))
         ReadStream(run.errorOutput, s.errorOutput, run.outputLimit, s.truncated);
     if (Ready(Entry(run, set, run.input.fd))) {
-        const ssize_t n = WriteWithoutSignal(run.input.fd, run.pendingInput.data() + run.inputDone,
-                                             std::min<size_t>(run.pendingInput.size() - run.inputDone, 1 << 20));
+        // Without waiting: the pipe does not block.
+        const ssize_t n = Zb7_PlatformWriteOnceToPipe(run.input.fd, run.pendingInput.data() + run.inputDone,
+                                                       std::min<size_t>(run.pendingInput.size() - run.inputDone, 1 << 20));
         if (n > 0) run.inputDone += size_t(n);
         // All written, or a child that no longer reads (EPIPE): its input ends here.
         if (run.inputDone >= run.pendingInput.size() || (n < 0 && errno != EAGAIN)) run.input.Reset();
@@ -369,7 +346,7 @@ int Zb7_PlatformMakeWakeup(ZbWakeup &wakeup) {
 void Zb7_PlatformWake(const ZbWakeup &wakeup) {
     const char one = 1;
     // A full pipe already holds a wake-up: the byte is not needed then.
-    (void)WriteWithoutSignal(wakeup.writeEnd.fd, &one, 1);
+    (void)Zb7_PlatformWriteOnceToPipe(wakeup.writeEnd.fd, &one, 1);
 }
 
 void Zb7_PlatformClearWakeup(const ZbWakeup &wakeup) {

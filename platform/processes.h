@@ -34,6 +34,11 @@ struct ZbSpawnRequest {
 // (as an errno value), never a SIGPIPE that would end the host. 0 on success.
 int Zb7_PlatformWriteToChild(int fd, const void *data, size_t size);
 
+// One write to a pipe (to one that does not block, of what it takes now): the number of bytes
+// written, or -1 with errno set. A reader that has closed its end, such as a child that has
+// stopped reading, gives EPIPE, never a SIGPIPE that would end the host.
+ssize_t Zb7_PlatformWriteOnceToPipe(int fd, const void *data, size_t size);
+
 // Starts the program. 0 and the child's process id, or the errno value of the failure (ENOENT when
 // there is no such program).
 int Zb7_PlatformSpawn(const ZbSpawnRequest &request, pid_t &pid);

@@ -26,33 +26,38 @@ int Zb7_PlatformMakePipe(ZbUniqueFd &readEnd, ZbUniqueFd &writeEnd) {
     return 0;
 }
 
-int Zb7_PlatformWriteToChild(int fd, const void *data, size_t size) {
-    // SIGPIPE is blocked in this thread while writing; one raised here is taken back before the
-    // mask is restored, unless one was already pending for the thread.
+ssize_t Zb7_PlatformWriteOnceToPipe(int fd, const void *data, size_t size) {
+    // SIGPIPE is blocked in this thread for the write; one the write raised is taken back before
+    // the mask is restored, unless one was already pending for the thread.
     sigset_t pipeSignal, previous, pending;
     sigemptyset(&pipeSignal);
     sigaddset(&pipeSignal, SIGPIPE);
     sigpending(&pending);
     const bool wasPending = sigismember(&pending, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &pipeSignal, &previous);
-    int error = 0;
-    for (const char *p = static_cast<const char *>(data); size > 0;) {
-        const ssize_t n = write(fd, p, size);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            error = errno;
-            break;
-        }
-        p += n;
-        size -= size_t(n);
+    ssize_t n;
+    while ((n = write(fd, data, size)) < 0 && errno == EINTR) {
     }
+    const int error = n < 0 ? errno : 0;
     if (error == EPIPE && !wasPending) {
         const struct timespec zero = {0, 0};
         while (sigtimedwait(&pipeSignal, nullptr, &zero) < 0 && errno == EINTR) {
         }
     }
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-    return error;
+    errno = error;
+    return n;
+}
+
+int Zb7_PlatformWriteToChild(int fd, const void *data, size_t size) {
+    // A pipe that blocks takes all in one write unless a signal handler interrupts it part way.
+    for (const char *p = static_cast<const char *>(data); size > 0;) {
+        const ssize_t n = Zb7_PlatformWriteOnceToPipe(fd, p, size);
+        if (n < 0) return errno;
+        p += n;
+        size -= size_t(n);
+    }
+    return 0;
 }
 
 namespace {

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "files/binary_plist.h"
+#include "tests/process_util.h"
 
 namespace fs = std::filesystem;
 
@@ -39,11 +40,8 @@ bool RunPython(const std::string &program, std::string &output) {
     if (std::system("python3 -c 'import plistlib' >/dev/null 2>&1") != 0) return false;
     const std::string dir = (fs::temp_directory_path() / ("zerb-plist-" + std::to_string(getpid()))).string();
     std::ofstream(dir + ".py") << program;
-    FILE *pipe = popen(("python3 '" + dir + ".py'").c_str(), "r");
-    output.clear();
-    char buffer[4096];
-    for (size_t n; pipe && (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) output.append(buffer, n);
-    const bool ok = pipe && pclose(pipe) == 0;
+    bool ok;
+    output = zerbtest::RunForOutput("python3 '" + dir + ".py'", ok);
     fs::remove(dir + ".py");
     return ok;
 }

@@ -20,6 +20,7 @@ using zerbtest::IsoToNanos;
 using zerbtest::DecimalToNanos;
 using zerbtest::Output;
 using zerbtest::Parsed;
+using zerbtest::PythonJsonStatus;
 using zerbtest::Split;
 
 namespace {
@@ -51,18 +52,9 @@ for path in sys.stdin.read().split('\0')[:-1]:
                      created.decode() if created is not None else '-', text]))
 )";
 
-class FileInfoJSON : public zerbtest::PluginTest {
+class FileInfoJSON : public zerbtest::PluginFolderTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        root = (fs::temp_directory_path() / ("zerb-fileinfo-" + std::to_string(getpid()))).string();
-        fs::remove_all(root);
-        fs::create_directories(root);
-    }
-    void TearDown() override {
-        fs::remove_all(root);
-        PluginTest::TearDown();
-    }
+    FileInfoJSON() : PluginFolderTest("fileinfo") {}
     rapidjson::Document Info(const std::string &path, const std::string &switches = "") {
         return Parsed(Call("ZbFile_FileInfoJSON", {switches, path}));
     }
@@ -153,8 +145,6 @@ protected:
             EXPECT_FALSE(d.HasMember("unreadable"));
         }
     }
-
-    std::string root;
 };
 
 void SetAttribute(const std::string &path, const std::string &name, const std::string &pythonBytes) {
@@ -293,8 +283,6 @@ TEST_F(FileInfoJSON, LinkTargetsThatAreNotUTF8) {
                                              "ZbFile_FileInfoJSON(\"\";\"/dev/null\")"});
     ASSERT_EQ(lines.size(), 2u);
     for (const std::string &line : lines) {
-        std::ofstream(root + "/answer.json") << line;
-        EXPECT_EQ(std::system(("/usr/bin/python3 -c 'import json,sys; json.load(sys.stdin)' <" + root + "/answer.json").c_str()), 0)
-            << line;
+        EXPECT_EQ(PythonJsonStatus(line, root + "/answer.json"), 0) << line;
     }
 }

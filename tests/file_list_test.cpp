@@ -203,12 +203,7 @@ TEST_F(Listing, DiskChecksAndLimits) {
     EXPECT_EQ(Call("ZbFile_DiskInfo", {"", "Startup Disk"}), "$$-50");
     EXPECT_EQ(Call("ZbFile_DiskInfo", {"GetFreeMegs", "NoSuchVolume:"}), "$$-35");
     // The size df gives in bytes, in whole megabytes (df -m itself rounds up).
-    std::string df;
-    if (FILE *p = popen("df -P -B1 / | tail -n 1", "r")) {
-        char line[512] = "";
-        if (fgets(line, sizeof line, p)) df = line;
-        pclose(p);
-    }
+    const std::string df = zerbtest::Output("df -P -B1 / | tail -n 1");
     uint64_t bytes = 0;
     ASSERT_EQ(std::sscanf(df.c_str(), "%*s %llu", reinterpret_cast<unsigned long long *>(&bytes)), 1) << df;
     const std::string startup = Call("ZbFile_ListDisks", {""}).substr(0, Call("ZbFile_ListDisks", {""}).find('\r'));

@@ -14,17 +14,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-// The first word a command prints (the digest, for the checksum tools).
-std::string FirstWord(const std::string &command) {
-    std::string text;
-    if (FILE *out = popen(command.c_str(), "r")) {
-        char buffer[512];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
-        pclose(out);
-    }
-    return text.substr(0, text.find_first_of(" \n"));
-}
+using zerbtest::FirstWord;
+using zerbtest::PeakMemoryKiB;
+using zerbtest::ResetPeakMemory;
 
 struct ZbReference {
     const char *algorithm;  // as "-Algorithm=" names it
@@ -37,25 +29,12 @@ constexpr ZbReference kReferences[] = {
     {"SHA512", "sha512sum"}, {"BLAKE2b512", "b2sum"}, {"SHA3-256", "openssl dgst -sha3-256 -r"},
 };
 
-// Peak resident memory of this process since the last ResetPeakMemory, in KiB.
-long PeakMemoryKiB() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
-    return -1;
-}
-void ResetPeakMemory() { std::ofstream("/proc/self/clear_refs") << "5"; }
-
-class HashTest : public zerbtest::PluginTest {
+class HashTest : public zerbtest::PluginFolderTest {
 protected:
+    HashTest() : PluginFolderTest("hash") {}
     void SetUp() override {
-        PluginTest::SetUp();
-        dir = fs::temp_directory_path() / ("zerb-hash-" + std::to_string(getpid()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override {
-        fs::remove_all(dir);
-        PluginTest::TearDown();
+        PluginFolderTest::SetUp();
+        dir = root;
     }
     std::string Hash(const std::string &path, const std::string &switches = "") {
         return Call("ZbFile_Hash", {switches, path});

@@ -1,5 +1,6 @@
-// What the tests of FileInfoJSON and ListFolderJSON share: running a tool and reading its output,
-// parsing answers, and reading the ISO dates of an answer back into seconds and nanoseconds.
+// What the tests of FileInfoJSON and ListFolderJSON share: splitting a tool's output, parsing
+// answers, having Python read them, and reading the ISO dates of an answer back into seconds and nanoseconds (the tool's
+// output itself comes from Output in tests/process_util.h).
 #ifndef ZERB_TESTS_ITEM_JSON_TEST_UTIL_H
 #define ZERB_TESTS_ITEM_JSON_TEST_UTIL_H
 
@@ -7,22 +8,15 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
+#include <fstream>
 #include <string>
 #include <vector>
 
-namespace zerbtest {
+#include "tests/process_util.h"
 
-// The standard output of a shell command.
-inline std::string Output(const std::string &command) {
-    std::string text;
-    FILE *out = popen(command.c_str(), "r");
-    if (!out) return text;
-    char buffer[65536];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
-    pclose(out);
-    return text;
-}
+namespace zerbtest {
 
 inline std::vector<std::string> Split(const std::string &text, char separator) {
     std::vector<std::string> parts;
@@ -31,6 +25,13 @@ inline std::vector<std::string> Split(const std::string &text, char separator) {
         parts.push_back(text.substr(start, end - start));
     if (start < text.size()) parts.push_back(text.substr(start));
     return parts;
+}
+
+// The exit status of Python's json module loading the text, written first to the file at `path`:
+// 0 when Python reads it as JSON.
+inline int PythonJsonStatus(const std::string &text, const std::string &path) {
+    std::ofstream(path) << text;
+    return std::system(("/usr/bin/python3 -c 'import json,sys; json.load(sys.stdin)' <" + path).c_str());
 }
 
 inline rapidjson::Document Parsed(const std::string &json) {

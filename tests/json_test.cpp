@@ -11,20 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "tests/process_util.h"
 #include "text/json.h"
 #include "text/unicode_forms.h"
 
 namespace {
 
-std::string Output(const std::string &command) {
-    std::string text;
-    if (FILE *p = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, p)) > 0;) text.append(buffer, n);
-        pclose(p);
-    }
-    return text;
-}
+using zerbtest::Output;
 
 std::string TempPath(const char *name) {
     return (testing::TempDir() + "zerb-json-" + std::to_string(getpid()) + "-" + name);

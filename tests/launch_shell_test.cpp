@@ -20,44 +20,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-int OpenDescriptors() {
-    int count = 0;
-    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count;
-}
-
-// Processes whose parent is this one (zombies included).
-std::vector<std::string> ChildrenOfThisProcess() {
-    std::vector<std::string> children;
-    const std::string me = std::to_string(getpid());
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string line;
-        if (!std::getline(stat, line)) continue;
-        // pid (comm) state ppid ...: the command may hold spaces and parentheses, the last ")" ends it.
-        const size_t close = line.rfind(')');
-        if (close == std::string::npos) continue;
-        std::istringstream rest(line.substr(close + 2));
-        std::string state, ppid;
-        rest >> state >> ppid;
-        if (ppid == me) children.push_back(line.substr(0, close + 1) + " " + state);
-    }
-    return children;
-}
-
-bool ProcessWithArgumentExists(const std::string &argument) {
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        std::ifstream cmdline(entry.path() / "cmdline", std::ios::binary);
-        std::string all((std::istreambuf_iterator<char>(cmdline)), std::istreambuf_iterator<char>());
-        if (all.find(argument) != std::string::npos && entry.path().filename() != std::to_string(getpid()))
-            return true;
-    }
-    return false;
-}
+using zerbtest::ChildrenOfThisProcess;
+using zerbtest::OpenDescriptors;
+using zerbtest::ProcessWithArgumentExists;
 
 class ShellTest : public zerbtest::PluginTest {
 protected:

@@ -17,22 +17,14 @@
 namespace fs = std::filesystem;
 using zerbtest::Output;
 using zerbtest::Parsed;
+using zerbtest::PythonJsonStatus;
 using zerbtest::Split;
 
 namespace {
 
-class ListFolderJSON : public zerbtest::PluginTest {
+class ListFolderJSON : public zerbtest::PluginFolderTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        root = (fs::temp_directory_path() / ("zerb-listjson-" + std::to_string(getpid()))).string();
-        fs::remove_all(root);
-        fs::create_directories(root);
-    }
-    void TearDown() override {
-        fs::remove_all(root);
-        PluginTest::TearDown();
-    }
+    ListFolderJSON() : PluginFolderTest("listjson") {}
     rapidjson::Document List(const std::string &switches, const std::string &folder) {
         return Parsed(Call("ZbFile_ListFolderJSON", {switches, folder}));
     }
@@ -44,7 +36,6 @@ protected:
         for (const auto &e : d["entries"].GetArray()) paths.push_back(std::string(e["path"].GetString()).substr(root.size() + 1));
         return paths;
     }
-    std::string root;
 };
 
 using Strings = std::vector<std::string>;
@@ -215,10 +206,7 @@ TEST_F(ListFolderJSON, NamesThatAreNotUTF8) {
                                              "ZbFile_ListFolderJSON(\"-Limit=0\";\"/usr\")"});
     ASSERT_EQ(lines.size(), 2u);
     for (const std::string &line : lines) {
-        std::ofstream(root + "/../zerb-listjson-answer.json") << line;
-        EXPECT_EQ(std::system(("/usr/bin/python3 -c 'import json,sys; json.load(sys.stdin)' <" + root +
-                               "/../zerb-listjson-answer.json").c_str()), 0)
-            << line;
+        EXPECT_EQ(PythonJsonStatus(line, root + "/../zerb-listjson-answer.json"), 0) << line;
     }
     fs::remove(root + "/../zerb-listjson-answer.json");
 }

@@ -22,7 +22,6 @@
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
-using zerbtest::PluginTest;
 using namespace std::string_literals;
 
 namespace {
@@ -110,17 +109,9 @@ const rapidjson::Value *Entry(const rapidjson::Document &d, const char *ifd, uns
     return nullptr;
 }
 
-class MetaDataJSON : public PluginTest {
+class MetaDataJSON : public zerbtest::PluginFolderTest {
 protected:
-    void SetUp() override {
-        PluginTest::SetUp();
-        dir = (fs::temp_directory_path() / ("zerb-metajson-" + std::to_string(getpid()))).string();
-        fs::create_directories(dir);
-    }
-    void TearDown() override {
-        fs::remove_all(dir);
-        PluginTest::TearDown();
-    }
+    MetaDataJSON() : PluginFolderTest("metajson") {}
     std::string Write(const std::string &bytes, const std::string &extension = ".jpg") {
         const std::string path = dir + "/f" + std::to_string(++serial) + extension;
         std::ofstream(path, std::ios::binary) << bytes;
@@ -135,7 +126,8 @@ protected:
         if (d.HasParseError()) d.SetObject();
         return d;
     }
-    std::string dir, answer;
+    const std::string &dir = root;  // the test's own folder
+    std::string answer;
     int serial = 0;
 };
 

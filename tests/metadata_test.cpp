@@ -78,15 +78,7 @@ const std::string kSOI("\xFF\xD8", 2), kEOI("\xFF\xD9", 2);
 const fs::path kGoexif = "/usr/share/gocode/src/github.com/rwcarlsen/goexif/exif";
 
 // A command's standard output, with "<failed>" appended when it exits with an error.
-std::string Output(const std::string &command) {
-    std::string out;
-    if (FILE *p = popen(command.c_str(), "r")) {
-        char line[1024];
-        while (fgets(line, sizeof line, p)) out += line;
-        if (pclose(p) != 0) out += "<failed>";
-    }
-    return out;
-}
+std::string Output(const std::string &command) { return zerbtest::CommandOutput(command); }
 const std::string kFrame = Segment(0xC0, std::string("\x08\x00\x10\x00\x10\x03", 6) + std::string(9, '\x01'));
 
 class MetaData : public PluginTest {

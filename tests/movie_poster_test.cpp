@@ -18,20 +18,12 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using zerbtest::ProcessWithArgumentExists;
 
 std::string Quote(const std::string &s) {
     std::string q = "'";
     for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
     return q + "'";
-}
-
-bool ProcessWithArgumentExists(const std::string &argument) {
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        std::ifstream cmdline(entry.path() / "cmdline", std::ios::binary);
-        const std::string all((std::istreambuf_iterator<char>(cmdline)), std::istreambuf_iterator<char>());
-        if (all.find(argument) != std::string::npos && entry.path().filename() != std::to_string(getpid())) return true;
-    }
-    return false;
 }
 
 class ThumbnailMovieTest : public ::testing::Test {

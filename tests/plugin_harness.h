@@ -12,11 +12,13 @@
 #include <fstream>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/host_api.h"
 #include "host/objects.h"
 #include "fmx/fmx.h"
+#include "tests/process_util.h"
 
 namespace zerbtest {
 
@@ -81,6 +83,28 @@ protected:
     std::string loadError;
 };
 
+// A PluginTest with a folder of its own, made empty before each test and removed after it: `root`,
+// "zerb-NAME-PID" in the temporary folder, NAME given by the fixture.
+class PluginFolderTest : public PluginTest {
+protected:
+    explicit PluginFolderTest(std::string name) : folderName(std::move(name)) {}
+    void SetUp() override {
+        PluginTest::SetUp();
+        root = (std::filesystem::temp_directory_path() / ("zerb-" + folderName + "-" + std::to_string(getpid()))).string();
+        std::filesystem::remove_all(root);
+        std::filesystem::create_directories(root);
+    }
+    void TearDown() override {
+        std::filesystem::remove_all(root);
+        PluginTest::TearDown();
+    }
+
+    std::string root;
+
+private:
+    std::string folderName;
+};
+
 // A file's bytes, read without moving its access time where the system allows (tests check that
 // copies carry access times); empty when it cannot be read.
 inline std::string Contents(const std::string &path) {
@@ -91,17 +115,6 @@ inline std::string Contents(const std::string &path) {
     for (ssize_t n; fd >= 0 && (n = read(fd, buffer, sizeof buffer)) > 0;) text.append(buffer, size_t(n));
     if (fd >= 0) close(fd);
     return text;
-}
-
-// A shell command's standard output, with "<failed>" appended when it exits with an error.
-inline std::string CommandOutput(const std::string &command) {
-    std::string out;
-    if (FILE *p = popen(command.c_str(), "r")) {
-        char buffer[65536];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
-        if (pclose(p) != 0) out += "<failed>";
-    }
-    return out;
 }
 
 // True when the program is on the PATH, for tests that compare with a tool.
@@ -116,12 +129,7 @@ inline std::vector<std::string> RunFmxhost(const std::vector<std::string> &calcu
     std::string command = launcher + " " + ZERB_RUN_PREFIX + " '" + ZERB_FMXHOST_PATH + "' --plugin '" + ZERB_PLUGIN_PATH + "'";
     for (const auto &c : calculations) command += " '" + c + "'";
     std::vector<std::string> lines;
-    FILE *out = popen(command.c_str(), "r");
-    if (!out) return lines;
-    std::string text;
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
-    pclose(out);
+    const std::string text = Output(command);
     for (size_t at = 0, end; at < text.size(); at = end + 1) {
         end = std::min(text.find('\n', at), text.size());
         lines.push_back(text.substr(at, end - at));

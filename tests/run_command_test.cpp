@@ -22,58 +22,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-
-int OpenDescriptors() {
-    int count = 0;
-    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count;
-}
-
-// Processes whose parent is this one, zombies included, as "pid (name) state".
-std::vector<std::string> ChildrenOfThisProcess() {
-    std::vector<std::string> children;
-    const std::string me = std::to_string(getpid());
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string line;
-        if (!std::getline(stat, line)) continue;
-        const size_t close = line.rfind(')');
-        if (close == std::string::npos) continue;
-        std::istringstream rest(line.substr(close + 2));
-        std::string state, ppid;
-        rest >> state >> ppid;
-        if (ppid == me) children.push_back(line.substr(0, close + 1) + " " + state);
-    }
-    return children;
-}
-
-bool ProcessWithArgumentExists(const std::string &argument) {
-    for (const auto &entry : fs::directory_iterator("/proc")) {
-        std::ifstream cmdline(entry.path() / "cmdline", std::ios::binary);
-        std::string all((std::istreambuf_iterator<char>(cmdline)), std::istreambuf_iterator<char>());
-        if (all.find(argument) != std::string::npos && entry.path().filename() != std::to_string(getpid()))
-            return true;
-    }
-    return false;
-}
-
-// Waits up to two seconds for the processes with that argument to be gone.
-bool GoneSoon(const std::string &argument) {
-    for (int k = 0; k < 200 && ProcessWithArgumentExists(argument); ++k)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return !ProcessWithArgumentExists(argument);
-}
-
-long PeakMemoryKiB() {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
-    return -1;
-}
-void ResetPeakMemory() { std::ofstream("/proc/self/clear_refs") << "5"; }
+using zerbtest::ChildrenOfThisProcess;
+using zerbtest::GoneSoon;
+using zerbtest::OpenDescriptors;
+using zerbtest::PeakMemoryKiB;
+using zerbtest::ResetPeakMemory;
 
 // A command object: {"argv": [...]} and, after it, the members of `more` (a JSON object's text).
 std::string Argv(const std::vector<std::string> &argv, const std::string &more = "{}") {

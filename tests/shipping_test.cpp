@@ -14,12 +14,9 @@ namespace {
 
 // The output of a shell command (standard error too) and whether it exited 0.
 std::pair<std::string, bool> Shell(const std::string &command) {
-    std::string text;
-    FILE *out = popen((command + " 2>&1").c_str(), "r");
-    if (!out) return {text, false};
-    char buffer[4096];
-    for (size_t n; (n = fread(buffer, 1, sizeof buffer, out)) > 0;) text.append(buffer, n);
-    return {text, pclose(out) == 0};
+    bool ok;
+    std::string text = zerbtest::RunForOutput(command + " 2>&1", ok);
+    return {text, ok};
 }
 
 const std::string kProbe = std::string(ZERB_RUN_PREFIX) + " '" + ZERB_LOAD_PROBE_PATH + "' '" + ZERB_PLUGIN_PATH +

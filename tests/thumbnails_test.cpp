@@ -33,15 +33,7 @@ std::string Quote(const std::string &s) {
     return q + "'";
 }
 
-std::string Output(const std::string &command) {
-    std::string out;
-    if (FILE *p = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        for (size_t n; (n = fread(buffer, 1, sizeof buffer, p)) > 0;) out.append(buffer, n);
-        pclose(p);
-    }
-    return out;
-}
+using zerbtest::Output;
 
 struct Thumbnail {
     std::string answer;  // fmxhost's line: the container's listing or the error text
