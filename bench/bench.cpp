@@ -27,6 +27,7 @@
 #include "filecore/paths.h"
 #include "platform/volumes.h"
 #include "fmx/fmx.h"
+#include "bench/bench_common.h"
 #include "core/globals.h"
 #include "text/charsets.h"
 #include "text/codecs.h"
@@ -35,21 +36,9 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-int gRuns = 3;
-
-// Best wall time of gRuns runs of f, in seconds; `prepare` runs untimed before each.
-double Best(const std::function<void()> &f, const std::function<void()> &prepare = [] {}) {
-    double best = 1e300;
-    for (int r = 0; r < gRuns; ++r) {
-        prepare();
-        const auto start = Clock::now();
-        f();
-        best = std::min(best, std::chrono::duration<double>(Clock::now() - start).count());
-    }
-    return best;
-}
+using zerbbench::Best;
+using zerbbench::Clock;
+using zerbbench::gRuns;
 
 // A command through the shell, timed like the rest; false when it fails.
 bool RunCommand(const std::string &command, double *seconds) {

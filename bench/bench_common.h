@@ -72,13 +72,15 @@ inline bool HasPrograms(const std::string &names) {
     return std::system(("for p in " + names + "; do command -v \"$p\" >/dev/null || exit 1; done").c_str()) == 0;
 }
 
-// The built plug-in loaded into the emulator (ZERB_PLUGIN_PATH), or nothing after saying why not.
+#ifdef ZERB_PLUGIN_PATH  // the benchmarks that run the built plug-in (zerb_bench links its code instead)
+// The built plug-in loaded into the emulator, or nothing after saying why not.
 inline std::unique_ptr<zhost::Plugin> LoadPlugin() {
     std::string error;
     auto plugin = zhost::Plugin::Load(ZERB_PLUGIN_PATH, kCurrentExtnVersion, error);
     if (!plugin) std::fprintf(stderr, "cannot load the plug-in: %s\n", error.c_str());
     return plugin;
 }
+#endif
 
 // A new folder for the benchmark's files under /var/tmp (a disk, not a memory file system), or
 // under $ZERB_BENCH_SCRATCH when set (scripts/bench.sh points it at a folder it removes however
