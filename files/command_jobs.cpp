@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <atomic>
 #include <condition_variable>
 #include <map>
 #include <memory>
@@ -28,17 +29,24 @@ struct ZbJobTable {
     std::mutex mutex;
     std::condition_variable finished;  // told whenever a job finishes
     std::map<int64_t, std::unique_ptr<ZbJob>> jobs;
-    int64_t lastNumber = 0;
     std::thread driver;
     ZbWakeup wakeup;
     bool stopping = false;
 };
 
-// Never destroyed: the table outlives any thread of the host still asking at exit, and a
-// joinable thread destroyed at exit would end the process.
+// Made with the first job and deleted at shut-down, after its thread has ended (the host calls no
+// function after shut-down). Never a static object: a joinable thread destroyed at exit would end
+// the process.
+std::mutex gTableMutex;
+ZbJobTable *gTable = nullptr;
+// Numbers go on across a shut-down and a new start in the same process, so that a number a
+// script kept never names a later job.
+std::atomic<int64_t> gLastJobNumber{0};
+
 ZbJobTable &Table() {
-    static ZbJobTable *const table = new ZbJobTable;
-    return *table;
+    std::lock_guard<std::mutex> lock(gTableMutex);
+    if (!gTable) gTable = new ZbJobTable;
+    return *gTable;
 }
 
 int RunningJobs(const ZbJobTable &t) {
@@ -62,8 +70,8 @@ void ForgetOldAnswers(ZbJobTable &t, int64_t now) {
 
 // The jobs' thread: one poll over every running job's descriptors and the wake-up pipe, then
 // each job is served. The table's lock is held except while waiting.
-void DriveJobs() {
-    ZbJobTable &t = Table();
+void DriveJobs(ZbJobTable *table) {
+    ZbJobTable &t = *table;
     std::vector<struct pollfd> set;
     std::vector<ZbJob *> running;
     std::unique_lock<std::mutex> lock(t.mutex);
@@ -123,12 +131,12 @@ long Zb7_StartJob(const ZbCommandRequest &request, const ZbJobFormat &format, in
             if (t.wakeup.readEnd.fd < 0)
                 if (const int error = Zb7_PlatformMakeWakeup(t.wakeup)) return Zb7_ErrnoToOSErr(error);
             t.stopping = false;
-            t.driver = std::thread(DriveJobs);
+            t.driver = std::thread(DriveJobs, &t);
         }
         auto job = std::make_unique<ZbJob>();
         job->format = format;
         if (const int error = Zb7_PlatformStartCommand(request, job->run)) return Zb7_CommandStartError(error);
-        number = ++t.lastNumber;
+        number = ++gLastJobNumber;
         t.jobs.emplace(number, std::move(job));
     } catch (const std::bad_alloc &) {
         return kMemFullErr;
@@ -166,7 +174,14 @@ long Zb7_JobStatus(int64_t number, double waitSeconds, ZbCommandState &state, Zb
 }
 
 void Zb7_EndAllJobs() {
-    ZbJobTable &t = Table();
+    std::unique_ptr<ZbJobTable> table;
+    {
+        std::lock_guard<std::mutex> lock(gTableMutex);
+        table.reset(gTable);
+        gTable = nullptr;
+    }
+    if (!table) return;  // no job ever started
+    ZbJobTable &t = *table;
     std::thread driver;
     {
         std::lock_guard<std::mutex> lock(t.mutex);
@@ -177,10 +192,5 @@ void Zb7_EndAllJobs() {
         Zb7_PlatformWake(t.wakeup);
         driver.join();
     }
-    std::lock_guard<std::mutex> lock(t.mutex);
     for (auto &[number, job] : t.jobs) Zb7_PlatformCommandKill(job->run);
-    t.jobs.clear();
-    t.wakeup.readEnd.Reset();
-    t.wakeup.writeEnd.Reset();
-    t.finished.notify_all();
 }
