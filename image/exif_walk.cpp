@@ -173,9 +173,7 @@ struct Walker {
             return;
         }
         if (type == kUndefined) {
-            // Hex is ASCII: written as it is, without the UTF-8 check of Text().
-            const std::string hex = ZbHexText(std::string_view(reinterpret_cast<const char *>(p), bytes));
-            out.out.String(hex.data(), rapidjson::SizeType(hex.size()));
+            out.Hex(std::string_view(reinterpret_cast<const char *>(p), bytes));
             return;
         }
         const size_t size = ElementSize(type);

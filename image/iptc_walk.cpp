@@ -109,7 +109,7 @@ void Zb7_WriteIptcEntries(const std::vector<uint8_t> &s, const ZbMetaJsonOptions
         } else if (info.kind == ZbIptcKind::text) {
             out.Text(Zb7_DecodeTextBytes(bytes, utf8 ? fmx::Text::kEncoding_UTF8 : options.encoding));
         } else {
-            out.Text(ZbHexText(bytes));
+            out.Hex(bytes);
         }
         if (take < d.size) out.TrueField("truncated");
         out.EndObject();

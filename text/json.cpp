@@ -24,6 +24,36 @@ void ZbJson::Number(double value) {
         out.Null();
 }
 
+namespace {
+
+// Each byte's two hex digits, so that a value is converted a byte at a time.
+struct HexPairs {
+    char pairs[256][2];
+    constexpr HexPairs() : pairs() {
+        constexpr char kDigits[] = "0123456789abcdef";
+        for (int b = 0; b < 256; ++b) {
+            pairs[b][0] = kDigits[b >> 4];
+            pairs[b][1] = kDigits[b & 15];
+        }
+    }
+};
+constexpr HexPairs kHexPairs;
+
+void AppendHex(char *to, std::string_view bytes) {
+    for (unsigned char b : bytes) {
+        std::memcpy(to, kHexPairs.pairs[b], 2);
+        to += 2;
+    }
+}
+
+}  // namespace
+
+void ZbJson::Hex(std::string_view bytes) {
+    std::string quoted(bytes.size() * 2 + 2, '"');
+    AppendHex(quoted.data() + 1, bytes);
+    out.RawValue(quoted.data(), quoted.size(), rapidjson::kStringType);
+}
+
 void ZbJson::Name(std::string_view key, std::string_view bytes) {
     Key(key);
     if (ZbIsUTF8(bytes)) {
@@ -32,8 +62,7 @@ void ZbJson::Name(std::string_view key, std::string_view bytes) {
     }
     Text(bytes);
     Key(std::string(key) + "Bytes");
-    const std::string hex = ZbHexText(bytes);
-    out.String(hex.data(), rapidjson::SizeType(hex.size()));
+    Hex(bytes);
 }
 
 void ZbJson::Date(std::string_view key, int64_t seconds, uint32_t nanoseconds) {
@@ -113,12 +142,7 @@ std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds) {
 }
 
 std::string ZbHexText(std::string_view bytes) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string hex;
-    hex.reserve(bytes.size() * 2);
-    for (unsigned char b : bytes) {
-        hex.push_back(kDigits[b >> 4]);
-        hex.push_back(kDigits[b & 15]);
-    }
+    std::string hex(bytes.size() * 2, '\0');
+    AppendHex(hex.data(), bytes);
     return hex;
 }

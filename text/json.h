@@ -47,6 +47,10 @@ struct ZbJson {
         Bool(true);
     }
 
+    // The bytes as a text of lower-case hex, written straight into the answer (hex needs no
+    // escaping), for binary values of any size.
+    void Hex(std::string_view bytes);
+
     // "key": text, and when the bytes are not well-formed UTF-8 also "<key>Bytes": their hex, so
     // that a name the file system holds in another encoding can still be told apart and rebuilt.
     void Name(std::string_view key, std::string_view bytes);
