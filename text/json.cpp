@@ -46,67 +46,23 @@ void AppendHex(char *to, std::string_view bytes) {
     }
 }
 
-}  // namespace
-
-void ZbJson::Hex(std::string_view bytes) {
-    std::string quoted(bytes.size() * 2 + 2, '"');
-    AppendHex(quoted.data() + 1, bytes);
-    out.RawValue(quoted.data(), quoted.size(), rapidjson::kStringType);
-}
-
-void ZbJson::Name(std::string_view key, std::string_view bytes) {
-    Key(key);
-    if (ZbIsUTF8(bytes)) {
-        out.String(bytes.data(), rapidjson::SizeType(bytes.size()));
-        return;
-    }
-    Text(bytes);
-    Key(std::string(key) + "Bytes");
-    Hex(bytes);
-}
-
-void ZbJson::Date(std::string_view key, int64_t seconds, uint32_t nanoseconds) {
-    Key(key);
-    const std::string text = ZbIsoLocalTime(seconds, nanoseconds);
-    out.String(text.data(), rapidjson::SizeType(text.size()));
-}
-
-void ZbJson::Failure(std::string_view path, long error, int systemError) {
-    BeginObject();
-    Name("path", path);
-    Key("error");
-    Int(error);
-    if (systemError != 0) {
-        Key("errno");
-        Int(systemError);
-    }
-    Key("message");
-    if (systemError != 0) {
-        char buffer[256];
-        Text(strerror_r(systemError, buffer, sizeof buffer));
-    } else {
-        Text(Zb7_OSErrText(error));
-    }
-    EndObject();
-}
-
-namespace {
-
 // Writes value as `width` decimal digits, zero-padded, and answers the position after them.
 char *Digits(char *at, unsigned value, int width) {
     for (int k = width - 1; k >= 0; --k, value /= 10) at[k] = char('0' + value % 10);
     return at + width;
 }
 
-}  // namespace
+// The longest local time written: a year of up to 20 characters, 15 more for the date and time,
+// 10 for the fraction, 6 for the offset.
+constexpr size_t kIsoTimeCapacity = 64;
 
 // Formatted by hand: a listing writes four dates per entry, and printf-style formatting was the
-// largest part of describing an item.
-std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds) {
+// largest part of describing an item. Answers the length written (0 for an instant the C library
+// cannot place); `text` holds kIsoTimeCapacity bytes.
+size_t FormatIsoLocalTime(char *text, int64_t seconds, uint32_t nanoseconds) {
     const time_t t = time_t(seconds);
     struct tm local {};
-    if (!localtime_r(&t, &local)) return {};
-    char text[64];
+    if (!localtime_r(&t, &local)) return 0;
     char *at = text;
     const long year = long(local.tm_year) + 1900;
     if (year >= 0 && year <= 9999)
@@ -138,7 +94,60 @@ std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds) {
     at = Digits(at, magnitude / 3600, 2);
     *at++ = ':';
     at = Digits(at, magnitude / 60 % 60, 2);
-    return std::string(text, size_t(at - text));
+    return size_t(at - text);
+}
+
+}  // namespace
+
+void ZbJson::Hex(std::string_view bytes) {
+    std::string quoted(bytes.size() * 2 + 2, '"');
+    AppendHex(quoted.data() + 1, bytes);
+    out.RawValue(quoted.data(), quoted.size(), rapidjson::kStringType);
+}
+
+void ZbJson::Name(std::string_view key, std::string_view bytes) {
+    Key(key);
+    if (ZbIsUTF8(bytes)) {
+        out.String(bytes.data(), rapidjson::SizeType(bytes.size()));
+        return;
+    }
+    Text(bytes);
+    Key(std::string(key) + "Bytes");
+    Hex(bytes);
+}
+
+void ZbJson::Date(std::string_view key, int64_t seconds, uint32_t nanoseconds) {
+    Key(key);
+    // Digits and punctuation only: written as they are, without escaping.
+    char quoted[kIsoTimeCapacity + 2];
+    quoted[0] = '"';
+    const size_t n = FormatIsoLocalTime(quoted + 1, seconds, nanoseconds);
+    quoted[n + 1] = '"';
+    out.RawValue(quoted, n + 2, rapidjson::kStringType);
+}
+
+void ZbJson::Failure(std::string_view path, long error, int systemError) {
+    BeginObject();
+    Name("path", path);
+    Key("error");
+    Int(error);
+    if (systemError != 0) {
+        Key("errno");
+        Int(systemError);
+    }
+    Key("message");
+    if (systemError != 0) {
+        char buffer[256];
+        Text(strerror_r(systemError, buffer, sizeof buffer));
+    } else {
+        Text(Zb7_OSErrText(error));
+    }
+    EndObject();
+}
+
+std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds) {
+    char text[kIsoTimeCapacity];
+    return std::string(text, FormatIsoLocalTime(text, seconds, nanoseconds));
 }
 
 std::string ZbHexText(std::string_view bytes) {
