@@ -38,10 +38,5 @@ long FileInfo(const fmx::DataVect &parameters, ZbJson &json) {
 
 fmx::errcode ZbFile7_DoFileInfoJSON(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                     fmx::Data &result) {
-    ZbJson json;
-    if (const long err = FileInfo(parameters, json))
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(json.buffer.GetString(), result);
-    return 0;
+    return XP7_JsonAnswerToData(FileInfo, parameters, result);
 }

@@ -213,10 +213,5 @@ long ListFolder(const fmx::DataVect &parameters, ZbJson &json) {
 
 fmx::errcode ZbFile7_DoListFolderJSON(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                       const fmx::DataVect &parameters, fmx::Data &result) {
-    ZbJson json;
-    if (const long err = ListFolder(parameters, json))
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(json.buffer.GetString(), result);
-    return 0;
+    return XP7_JsonAnswerToData(ListFolder, parameters, result);
 }

@@ -268,32 +268,14 @@ long CommandStatus(const fmx::DataVect &parameters, ZbJson &json) {
     return 0;
 }
 
-// Builds the answer with `build` and gives it as the result, or the error it answered; running out
-// of memory on the way is an error like the others.
-fmx::errcode Answer(long (*build)(const fmx::DataVect &, ZbJson &), const fmx::DataVect &parameters,
-                    fmx::Data &result) {
-    ZbJson json;
-    long err = 0;
-    try {
-        err = build(parameters, json);
-    } catch (const std::bad_alloc &) {
-        err = kMemFullErr;
-    }
-    if (err)
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(json.buffer.GetString(), result);
-    return 0;
-}
-
 }  // namespace
 
 fmx::errcode ZbFile7_DoRunCommand(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
                                   fmx::Data &result) {
-    return Answer(RunCommand, parameters, result);
+    return XP7_JsonAnswerToData(RunCommand, parameters, result);
 }
 
 fmx::errcode ZbFile7_DoCommandStatus(short /*functionId*/, const fmx::ExprEnv & /*env*/,
                                      const fmx::DataVect &parameters, fmx::Data &result) {
-    return Answer(CommandStatus, parameters, result);
+    return XP7_JsonAnswerToData(CommandStatus, parameters, result);
 }

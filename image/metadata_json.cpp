@@ -227,8 +227,9 @@ long Zb7_MetaDataJSONOfFork(const ZbFork &fork, const ZbMetaJsonOptions &options
     return GuardedAnswer(src, options, json);
 }
 
-fmx::errcode ZbFile7_DoMetaDataJSON(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
-                                    fmx::Data &result) {
+namespace {
+
+long MetaDataJSON(const fmx::DataVect &parameters, ZbJson &json) {
     char switches[kZbSwitchesCapacity + 1] = "";
     fmx::TextUniquePtr pathText;
     long err = Zb7_ReadSwitchesAndPath(parameters, switches, pathText) ? kNoErr : kParamErr;
@@ -243,11 +244,13 @@ fmx::errcode ZbFile7_DoMetaDataJSON(short /*functionId*/, const fmx::ExprEnv & /
     if (err == 0) err = XP7_TxtToFSSpec(*pathText, ref, kZbMaxNameLength, 0);
     if (err == 0) err = Zb7_FSSpecToPOSIXPath(ref, path);
     if (err == 0) err = Zb7_PlatformOpenDataFork(path, false, fork);
-    ZbJson json;
     if (err == 0) err = Zb7_MetaDataJSONOfFork(fork, options, json);
-    if (err != 0)
-        XP7_OSErrLToData(err, result);
-    else
-        XP7_CStrToData(json.buffer.GetString(), result);
-    return 0;
+    return err;
+}
+
+}  // namespace
+
+fmx::errcode ZbFile7_DoMetaDataJSON(short /*functionId*/, const fmx::ExprEnv & /*env*/, const fmx::DataVect &parameters,
+                                    fmx::Data &result) {
+    return XP7_JsonAnswerToData(MetaDataJSON, parameters, result);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "core/results.h"
 #include "platform/errors.h"
 #include "text/unicode_forms.h"
 
@@ -154,4 +155,14 @@ std::string ZbHexText(std::string_view bytes) {
     std::string hex(bytes.size() * 2, '\0');
     AppendHex(hex.data(), bytes);
     return hex;
+}
+
+fmx::errcode XP7_JsonAnswerToData(long (*build)(const fmx::DataVect &parameters, ZbJson &json),
+                                  const fmx::DataVect &parameters, fmx::Data &result) {
+    ZbJson json;
+    if (const long err = build(parameters, json))
+        XP7_OSErrLToData(err, result);
+    else
+        XP7_CStrToData(json.buffer.GetString(), result);
+    return 0;
 }

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "fmx/fmx.h"
+
 struct ZbJson {
     rapidjson::StringBuffer buffer;
     rapidjson::Writer<rapidjson::StringBuffer> out{buffer};
@@ -63,6 +65,10 @@ struct ZbJson {
     // the message of the error number).
     void Failure(std::string_view path, long error, int systemError);
 };
+
+// A JSON function's result: the answer `build` writes, or the error number it answers instead.
+fmx::errcode XP7_JsonAnswerToData(long (*build)(const fmx::DataVect &parameters, ZbJson &json),
+                                  const fmx::DataVect &parameters, fmx::Data &result);
 
 // The local time of an instant as ISO 8601 with the offset from UTC (see ZbJson::Date).
 std::string ZbIsoLocalTime(int64_t seconds, uint32_t nanoseconds);
