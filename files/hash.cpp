@@ -20,6 +20,7 @@
 #include "platform/forks.h"
 #include "platform/read_advice.h"
 #include "platform/shared_libraries.h"
+#include "text/json.h"
 
 namespace {
 
@@ -27,7 +28,6 @@ namespace {
 struct ZbEvpMd;
 struct ZbEvpMdContext;
 using FetchFn = ZbEvpMd *(void *libraryContext, const char *algorithm, const char *properties);
-using FreeMdFn = void(ZbEvpMd *md);
 using NewContextFn = ZbEvpMdContext *();
 using FreeContextFn = void(ZbEvpMdContext *context);
 using InitFn = int(ZbEvpMdContext *context, const ZbEvpMd *md, void *engine);
@@ -51,7 +51,6 @@ constexpr size_t kAlgorithmCount = sizeof kAlgorithms / sizeof kAlgorithms[0];
 
 struct ZbCrypto {
     FetchFn *fetch = nullptr;
-    FreeMdFn *freeMd = nullptr;
     NewContextFn *newContext = nullptr;
     FreeContextFn *freeContext = nullptr;
     InitFn *init = nullptr;
@@ -64,18 +63,21 @@ struct ZbCrypto {
     std::once_flag fetched[kAlgorithmCount];
 };
 
+// The library's entry points, bound at the first call. A static object, not one on the heap, so
+// that an unloaded plug-in leaves nothing behind; its destruction frees nothing: the fetched
+// digests belong to libcrypto's store, which the library itself cleans up at exit.
 ZbCrypto &Crypto() {
-    // Never destroyed: a digest may be in use by another thread while the process ends.
-    static ZbCrypto *const crypto = [] {
-        auto *c = new ZbCrypto;
-        c->ready = Zb7_PlatformBindSymbols(
+    static ZbCrypto crypto;
+    static std::once_flag bound;
+    std::call_once(bound, [] {
+        crypto.ready = Zb7_PlatformBindSymbols(
             Zb7_PlatformOpenLibrary({"libcrypto.so.3"}),
-            {"EVP_MD_fetch", "EVP_MD_free", "EVP_MD_CTX_new", "EVP_MD_CTX_free", "EVP_DigestInit_ex",
+            {"EVP_MD_fetch", "EVP_MD_CTX_new", "EVP_MD_CTX_free", "EVP_DigestInit_ex",
              "EVP_DigestUpdate", "EVP_DigestFinal_ex"},
-            c->fetch, c->freeMd, c->newContext, c->freeContext, c->init, c->update, c->final);
-        return c;
-    }();
-    return *crypto;
+            crypto.fetch, crypto.newContext, crypto.freeContext, crypto.init, crypto.update,
+            crypto.final);
+    });
+    return crypto;
 }
 
 // The digest of an algorithm, or null when this libcrypto lacks it (MD5 in a FIPS-only setup).
@@ -128,16 +130,6 @@ std::string Base64(const unsigned char *bytes, size_t size) {
     return text;
 }
 
-std::string Hex(const unsigned char *bytes, size_t size) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < size; ++i) {
-        text += kDigits[bytes[i] >> 4];
-        text += kDigits[bytes[i] & 15];
-    }
-    return text;
-}
-
 // Blocks of 1 MiB: large enough that the system calls cost nothing beside the digest, small
 // enough to stay in the processor's cache between the read and the digest.
 constexpr size_t kBlock = size_t(1) << 20;
@@ -177,7 +169,7 @@ long Hash(const fmx::DataVect &parameters, std::string &answer) {
     unsigned char value[kLongestDigest];
     unsigned int size = 0;
     if (c.final(owner.context, value, &size) != 1 || size > kLongestDigest) return kIoErr;
-    answer = XP_HasSwitch(switches, "-Base64") ? Base64(value, size) : Hex(value, size);
+    answer = XP_HasSwitch(switches, "-Base64") ? Base64(value, size) : ZbHexText(std::string_view(reinterpret_cast<const char *>(value), size));
     return 0;
 }
 
