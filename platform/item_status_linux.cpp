@@ -158,9 +158,11 @@ struct SharedNames {
 constexpr auto kSharedNameLife = std::chrono::seconds(5);
 constexpr size_t kSharedNamesMax = 4096;
 
+// A static object, not one on the heap: an unloaded plug-in leaves nothing behind (the host calls
+// no function once it has told the plug-in to shut down).
 SharedNames &Shared() {
-    static SharedNames *names = new SharedNames;  // never destroyed: calls may run while the module unloads
-    return *names;
+    static SharedNames names;
+    return names;
 }
 
 bool Cached(std::unordered_map<uint32_t, std::string> &cache, bool users, uint32_t id, std::string &name,
