@@ -27,7 +27,7 @@ namespace {
 // libcrypto's own types, opaque here; the prototypes are OpenSSL 3's.
 struct ZbEvpMd;
 struct ZbEvpMdContext;
-using FetchFn = ZbEvpMd *(void *libraryContext, const char *algorithm, const char *properties);
+using DigestByNameFn = const ZbEvpMd *(const char *name);
 using NewContextFn = ZbEvpMdContext *();
 using FreeContextFn = void(ZbEvpMdContext *context);
 using InitFn = int(ZbEvpMdContext *context, const ZbEvpMd *md, void *engine);
@@ -39,54 +39,49 @@ constexpr size_t kLongestDigest = 64;  // EVP_MAX_MD_SIZE
 struct ZbAlgorithm {
     const char *switchName;  // as "-Algorithm=" names it (case ignored)
     const char *alias;       // another spelling users write
-    const char *fetchName;   // as libcrypto names it
+    const char *libraryName;  // as libcrypto names it
 };
 
 constexpr ZbAlgorithm kAlgorithms[] = {
     {"SHA256", "SHA-256", "SHA256"},       {"SHA1", "SHA-1", "SHA1"},       {"MD5", "MD5", "MD5"},
     {"SHA512", "SHA-512", "SHA512"},       {"SHA3-256", "SHA3_256", "SHA3-256"},
-    {"BLAKE2b512", "BLAKE2b-512", "BLAKE2B-512"},
+    {"BLAKE2b512", "BLAKE2b-512", "BLAKE2b512"},
 };
 constexpr size_t kAlgorithmCount = sizeof kAlgorithms / sizeof kAlgorithms[0];
 
 struct ZbCrypto {
-    FetchFn *fetch = nullptr;
+    DigestByNameFn *digestByName = nullptr;
     NewContextFn *newContext = nullptr;
     FreeContextFn *freeContext = nullptr;
     InitFn *init = nullptr;
     UpdateFn *update = nullptr;
     FinalFn *final = nullptr;
     bool ready = false;
-    // Each algorithm is fetched once: a fetched digest is shared safely by every thread, and
-    // fetching it anew for each call would look it up in the providers each time.
-    ZbEvpMd *digests[kAlgorithmCount] = {};
-    std::once_flag fetched[kAlgorithmCount];
 };
 
 // The library's entry points, bound at the first call. A static object, not one on the heap, so
-// that an unloaded plug-in leaves nothing behind; its destruction frees nothing: the fetched
-// digests belong to libcrypto's store, which the library itself cleans up at exit.
+// that an unloaded plug-in leaves nothing behind.
 ZbCrypto &Crypto() {
     static ZbCrypto crypto;
     static std::once_flag bound;
     std::call_once(bound, [] {
         crypto.ready = Zb7_PlatformBindSymbols(
             Zb7_PlatformOpenLibrary({"libcrypto.so.3"}),
-            {"EVP_MD_fetch", "EVP_MD_CTX_new", "EVP_MD_CTX_free", "EVP_DigestInit_ex",
+            {"EVP_get_digestbyname", "EVP_MD_CTX_new", "EVP_MD_CTX_free", "EVP_DigestInit_ex",
              "EVP_DigestUpdate", "EVP_DigestFinal_ex"},
-            crypto.fetch, crypto.newContext, crypto.freeContext, crypto.init, crypto.update,
+            crypto.digestByName, crypto.newContext, crypto.freeContext, crypto.init, crypto.update,
             crypto.final);
     });
     return crypto;
 }
 
 // The digest of an algorithm, or null when this libcrypto lacks it (MD5 in a FIPS-only setup).
+// The library's own constant, which it fetches from its providers at each start of a digest: a
+// fetched one would be ours to free, and a module cannot free it safely once the library may have
+// cleaned up at exit.
 const ZbEvpMd *Digest(size_t algorithm) {
-    ZbCrypto &c = Crypto();
-    if (!c.ready) return nullptr;
-    std::call_once(c.fetched[algorithm],
-                   [&] { c.digests[algorithm] = c.fetch(nullptr, kAlgorithms[algorithm].fetchName, nullptr); });
-    return c.digests[algorithm];
+    const ZbCrypto &c = Crypto();
+    return c.ready ? c.digestByName(kAlgorithms[algorithm].libraryName) : nullptr;
 }
 
 struct ZbContextOwner {
