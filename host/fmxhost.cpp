@@ -35,6 +35,7 @@ struct Options {
     bool raw = false;
     std::string saveDir;
     std::string pluginPath;
+    std::optional<std::string> fileName;
     int16_t extnVersion = kCurrentExtnVersion;
     std::vector<std::string> calculations;
 };
@@ -53,7 +54,8 @@ std::string PluginBesideExecutable() {
 }
 
 void Usage(std::ostream &out) {
-    out << "usage: fmxhost [--plugin PATH] [--extn-version N] [--raw] [--save DIR] [--list] [--info] [CALCULATION...]\n"
+    out << "usage: fmxhost [--plugin PATH] [--extn-version N] [--raw] [--save DIR] [--list] [--info] [--file-name NAME]\n"
+           "               [CALCULATION...]\n"
            "  Evaluates each CALCULATION (or each line of standard input) with the plug-in loaded and prints\n"
            "  one result per line. A calculation is function calls, \"string\" literals (\\\" \\\\ and \xC2\xB6\n"
            "  for a return), numbers and &; parameters are separated by ';'.\n"
@@ -62,6 +64,8 @@ void Usage(std::ostream &out) {
            "                  description, and its line of Get(InstalledFMPlugins)\n"
            "  --raw           print results byte-exact (returns stay CR)\n"
            "  --save DIR      write each stream of a container result into DIR\n"
+           "  --file-name NAME  the database file calculations run in, answered by Get(FileName)\n"
+           "                  (without it, Get(FileName) is an error)\n"
            "  --plugin PATH   the plug-in to load (default: ZerbFile.fmx beside fmxhost)\n"
            "  --extn-version  the host's plug-in interface version sent at init (default "
         << int(kCurrentExtnVersion) << ")\n";
@@ -309,6 +313,8 @@ std::optional<Options> ParseArguments(int argc, char **argv) {
             opt.raw = true;
         } else if (a == "--save") {
             opt.saveDir = value();
+        } else if (a == "--file-name") {
+            opt.fileName = value();
         } else if (a == "--plugin") {
             opt.pluginPath = value();
         } else if (a == "--extn-version") {
@@ -339,6 +345,7 @@ int main(int argc, char **argv) {
         Usage(std::cerr);
         return kExitUsage;
     }
+    if (opt.fileName) zhost::SetFileName(zhost::FromUtf8(*opt.fileName));
     std::string error;
     auto plugin = zhost::Plugin::Load(opt.pluginPath, opt.extnVersion, error);
     if (!plugin) {

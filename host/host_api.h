@@ -36,6 +36,9 @@ std::optional<RegisteredFunction> FindFunction(std::u16string_view name);
 void ForgetAllFunctions();
 // Test hook: registering this function id answers the given host error (0 clears the hook).
 void FailRegistrationOf(int16_t functionId, int16_t error);
+// The name of the database file calculations run in, which Evaluate answers for Get(FileName);
+// nullopt (the default) when there is none, and Get(FileName) answers an error.
+void SetFileName(std::optional<std::u16string> name);
 // Current application version text handed to the plug-in at init.
 constexpr char16_t kHostVersionText[] = u"Server 22.1.1";
 

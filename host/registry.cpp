@@ -4,6 +4,9 @@
 #include <mutex>
 
 #include "FMWrapper/FMXTypes.h"
+#include "FMWrapper/FMXText.h"
+#include "FMWrapper/FMXData.h"
+#include "FMWrapper/FMXCalcEngine.h"
 #include "host/host_api.h"
 #include "host/objects.h"
 
@@ -13,6 +16,7 @@ namespace {
 std::mutex gRegistryLock;
 std::vector<RegisteredFunction> gFunctions;  // registration order
 std::map<int16_t, int16_t> gFailingIds;
+std::optional<std::u16string> gFileName;  // under gRegistryLock
 
 uint32_t MacType(const fmx::QuadChar &q) {
     const auto &c = Of<QuadCharObj>(q).c;
@@ -43,6 +47,11 @@ std::optional<RegisteredFunction> FindFunction(std::u16string_view name) {
 void ForgetAllFunctions() {
     std::lock_guard lock(gRegistryLock);
     gFunctions.clear();
+}
+
+void SetFileName(std::optional<std::u16string> name) {
+    std::lock_guard lock(gRegistryLock);
+    gFileName = std::move(name);
 }
 
 void FailRegistrationOf(int16_t functionId, int16_t error) {
@@ -90,8 +99,28 @@ fmx::ExprEnv *FM_ExprEnv_Constructor1(fmx::_fmxcpt &_x) noexcept {
     return Guard(_x.m_code, [] { return As<fmx::ExprEnv>(new ExprEnvObj); });
 }
 
-fmx::errcode FM_ExprEnv_Evaluate(const void *, const fmx::Text &, fmx::Data &, fmx::_fmxcpt &) noexcept {
-    return 3;  // the emulator has no calculation engine of its own: "command unavailable"
+// The emulator's calculation engine knows one expression, Get(FileName) (spaces and case as the
+// host allows them), which answers the name fmxhost --file-name set. Any other expression, and
+// Get(FileName) without a file, answers 3, "command unavailable".
+fmx::errcode FM_ExprEnv_Evaluate(const void *, const fmx::Text &expression, fmx::Data &result,
+                                 fmx::_fmxcpt &_x) noexcept {
+    return Guard(_x.m_code, [&]() -> fmx::errcode {
+        std::u16string compact;
+        for (char16_t c : Of<TextObj>(expression).s)
+            if (c != u' ' && c != u'\t' && c != u'\r' && c != u'\n') compact += c;
+        if (!SameNameIgnoringAsciiCase(compact, u"Get(FileName)")) return 3;
+        std::optional<std::u16string> name;
+        {
+            std::lock_guard lock(gRegistryLock);
+            name = gFileName;
+        }
+        if (!name) return 3;
+        fmx::TextUniquePtr text;
+        text->AssignUnicodeWithLength(reinterpret_cast<const fmx::uint16 *>(name->data()), fmx::uint32(name->size()));
+        fmx::LocaleUniquePtr locale;
+        result.SetAsText(*text, *locale);
+        return 0;
+    });
 }
 
 fmx::errcode FM_ExprEnv_RegisterExternalFunction(const fmx::QuadChar &pluginId, short functionId,

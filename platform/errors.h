@@ -44,6 +44,7 @@ enum ZbOSErr : long {
     kZbErrDisabled = -4220,              // the functions have been disabled
     kZbErrNotAvailable = -4221,          // not available on this platform or in this host
     kZbErrUnknownDialog = -4225,         // a dialog of an unknown kind
+    kZbErrPolicy = -4230,                // refused by the server's policy
     kZbErrNegativeRange = -4241,         // GetContents: a negative start or length
     kZbErrBadPhotoshopBlock = -4247,     // SetMetaData: a malformed Photoshop block, data before a frame
     kZbErrPathIsErrorText = -4299,       // a path parameter holds another function's error result

@@ -69,6 +69,7 @@ const char *Zb7_OSErrText(long error) {
     case kZbErrAlreadyDisabled: return "Control: the functions are disabled already";
     case kZbErrCannotProceed: return "Control: not disabled or a wrong password; ExecuteShell: no pipe or shell";
     case kZbErrDisabled: return "the functions have been disabled";
+    case kZbErrPolicy: return "refused by the server's policy";
     case kZbErrNotAvailable: return "not available on this platform or in this host";
     case kZbErrUnknownDialog: return "a dialog of an unknown kind";
     case kZbErrNegativeRange: return "GetContents: a negative start or length";

@@ -5,6 +5,7 @@
 #include "platform/forks.h"
 #include "platform/volumes.h"
 #include "core/globals.h"
+#include "core/policy.h"
 #include "plugin/registry.h"
 #include "core/results.h"
 #include "plugin/strings.h"
@@ -47,6 +48,7 @@ FMX_PtrType ZbInit(FMX_ExternCallPtr pb) {
         ++gXP_StartupCount;
     }
     if (!started) return FMX_PtrType(kDoNotEnable);
+    ZbPolicyLoad();  // a policy that cannot be used is reported to the system log now, not at the first call
     ZbRegisterAllFunctions();
     return kZbSpokenExtnVersion;
 }

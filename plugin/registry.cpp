@@ -6,6 +6,7 @@
 
 #include "core/globals.h"
 #include "core/functions.h"
+#include "core/policy.h"
 #include "core/results.h"
 #include "platform/errors.h"
 #include "plugin/strings.h"
@@ -138,6 +139,15 @@ fmx::errcode ZbDispatchFunction(short functionId, const fmx::ExprEnv &env, const
     } else if (functionId == kZbFnControl) {
         handler = ZbFile7_DoControl;
     } else {
+        // The server's policy comes first: what the administrator refuses stays refused whatever
+        // the calculation has switched.
+        if (ZbPolicyRefuses(functionId, env, parameters)) {
+            try {
+                XP7_OSErrLToData(kZbErrPolicy, result);
+            } catch (...) {
+            }
+            return 0;
+        }
         bool disabled;
         {
             ZbFrameLock lock(gFrameMutex);
