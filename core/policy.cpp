@@ -1,7 +1,5 @@
 #include "core/policy.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/error/en.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,6 +10,7 @@
 #include <set>
 
 #include "core/functions.h"
+#include "core/rapidjson.h"
 #include "platform/errors.h"
 #include "platform/protected_file.h"
 #include "platform/system_log.h"

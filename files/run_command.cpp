@@ -10,7 +10,6 @@
 // limit) and "maxOutputBytes" (10 MiB a stream unless given). "-Background" starts it as a job and
 // answers {"job": n} at once; CommandStatus answers the job's state with "job" and "running".
 // Only a command that could not run at all answers "$$" and an error number.
-#include <rapidjson/document.h>
 
 #include <cmath>
 #include <cstring>
@@ -18,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/rapidjson.h"
 #include "core/functions.h"
 #include "core/params.h"
 #include "core/results.h"

@@ -1,8 +1,8 @@
 // MetaDataJSON's reading of any file (JPEG, TIFF, PNG, WebP or anything else) from memory: it
 // answers a JSON object that parses, or -71 for bytes of no kind it reads, never reading outside
 // its input; the answer stays within its bound plus at most one entry.
-#include <rapidjson/document.h>
 
+#include "core/rapidjson.h"
 #include "fuzz/fuzz_common.h"
 #include "image/metadata_json.h"
 #include "platform/errors.h"

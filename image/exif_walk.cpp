@@ -56,6 +56,7 @@ enum : uint16_t {
 
 // ASCII up to its first terminator.
 std::string_view AsciiText(const uint8_t *p, size_t bytes) {
+    if (bytes == 0) return {};  // a count of 0 has no bytes, and p may be null
     const auto *end = static_cast<const uint8_t *>(std::memchr(p, 0, bytes));
     return {reinterpret_cast<const char *>(p), end ? size_t(end - p) : bytes};
 }

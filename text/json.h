@@ -4,13 +4,11 @@
 #ifndef ZERB_TEXT_JSON_H
 #define ZERB_TEXT_JSON_H
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "core/rapidjson.h"
 #include "fmx/fmx.h"
 
 struct ZbJson {
