@@ -102,6 +102,7 @@ protected:
 }  // namespace
 
 TEST_F(RunCommandTest, ArgumentsReachTheProgramExactlyAsGiven) {
+    if (zerbtest::kUnderEmulation) GTEST_SKIP() << zerbtest::kEmulationSkip;
     const std::vector<std::string> arguments = {
         "a b.png", "  two  spaces ", "\"double\" 'single'", "$HOME $(id) `id` ${x}", "line\nbreak\r\n",
         "caf\xC3\xA9 \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x98\x80", "-x", "", "*", "; rm -rf /", "back\\slash", "tab\there"};
@@ -123,6 +124,7 @@ TEST_F(RunCommandTest, ArgumentsReachTheProgramExactlyAsGiven) {
 }
 
 TEST_F(RunCommandTest, ExitCodesSignalsAndStandardErrorApart) {
+    if (zerbtest::kUnderEmulation) GTEST_SKIP() << zerbtest::kEmulationSkip;
     auto answer = Run(Shell("echo out; echo err >&2; exit 3"));
     EXPECT_EQ(IntOf(answer, "exitCode"), 3);
     EXPECT_TRUE(IsNull(answer, "signal"));
@@ -338,6 +340,7 @@ TEST_F(RunCommandTest, CallsFromSeveralThreadsShareTheJobs) {
 }
 
 TEST_F(RunCommandTest, ThroughFmxhostTheAnswersParseAsJSON) {
+    if (zerbtest::kUnderEmulation) GTEST_SKIP() << zerbtest::kEmulationSkip;
     // The same cases through the command-line host, and its answers through Python's json module.
     const std::string printArgs = ZERB_PRINT_ARGS_PATH;
     const std::vector<std::string> lines = zerbtest::RunFmxhost(
