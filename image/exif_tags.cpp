@@ -170,7 +170,7 @@ constexpr TagName kMainTags[] = {
     {0xA420, "ImageUniqueID"},
     {0xA430, "CameraOwnerName"},
     {0xA431, "BodySerialNumber"},
-    {0xA432, "LensSpecification"},
+    {0xA432, "LensInfo"},
     {0xA433, "LensMake"},
     {0xA434, "LensModel"},
     {0xA435, "LensSerialNumber"},

@@ -1,8 +1,9 @@
 // The plug-in on the kernels FileMaker Server runs on, which lack the system calls newer than
-// Linux 5.15 that the plug-in uses where it finds them (getxattrat, listmount, statmount). The
-// library built from tests/programs/missing_syscalls.cpp, preloaded, makes syscall() answer ENOSYS
-// for the numbers listed in ZERB_MISSING_SYSCALLS; each case must then answer as it does with the
-// calls at hand, however many calls come after the first one that found a call missing.
+// Linux 5.15 that the plug-in uses where it finds them (getxattrat, listmount, statmount), and
+// where a filter may refuse pidfd_open. The library built from tests/programs/missing_syscalls.cpp,
+// preloaded, makes syscall() answer ENOSYS for the numbers listed in ZERB_MISSING_SYSCALLS; each
+// case must then answer as it does with the calls at hand, however many calls come after the first
+// one that found a call missing.
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -17,7 +18,7 @@
 
 namespace {
 
-constexpr long kOpenat2 = 437, kStatmount = 457, kListmount = 458, kGetxattrat = 464;
+constexpr long kPidfdOpen = 434, kOpenat2 = 437, kStatmount = 457, kListmount = 458, kGetxattrat = 464;
 
 // A command prefix that runs a program with the listed system calls missing. A program built
 // with AddressSanitizer accepts a library preloaded ahead of its run-time only when told to.
@@ -93,4 +94,24 @@ TEST(MissingSystemCalls, TheVolumeTableWithoutListmountAndStatmount) {
                                 "'--gtest_filter=Volumes*:MissingSystemCalls.ThePreloadedLibraryAnswers*' >/dev/null 2>&1";
     const int status = std::system(command.c_str());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command;
+}
+
+// Without pidfd_open the end of a command is looked for by polling: a command still answers its
+// exit code and output, a time limit still ends it, and a background job is still reaped.
+TEST(MissingSystemCalls, CommandsEndAndAreReapedWithoutPidfdOpen) {
+    SKIP_UNDER_EMULATION();
+    const std::vector<std::string> calculations = {
+        R"(ZbFile_Version("-RegisterExecuteShellFunction"))",
+        R"(ZbFile_RunCommand("";"{\"argv\":[\"sh\",\"-c\",\"echo out; exit 3\"]}"))",
+        R"(ZbFile_RunCommand("";"{\"argv\":[\"sleep\",\"5\"],\"timeoutSeconds\":0.3}"))",
+        R"(ZbFile_RunCommand("-Background";"{\"argv\":[\"true\"]}"))",
+        R"(ZbFile_CommandStatus("";"1";"5"))",
+    };
+    const auto lines = zerbtest::RunFmxhost(calculations, WithoutCalls({kPidfdOpen}));
+    ASSERT_EQ(lines.size(), calculations.size());
+    EXPECT_NE(lines[1].find(R"("exitCode":3,"signal":null,"stdout":"out\n")"), std::string::npos) << lines[1];
+    EXPECT_NE(lines[2].find(R"("timedOut":true)"), std::string::npos) << lines[2];
+    EXPECT_EQ(lines[3], R"({"job":1})");
+    EXPECT_NE(lines[4].find(R"("exitCode":0)"), std::string::npos) << lines[4];
+    EXPECT_NE(lines[4].find(R"("running":false)"), std::string::npos) << lines[4];
 }
