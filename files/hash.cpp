@@ -5,6 +5,8 @@
 // plug-in needs no OpenSSL at build time and still loads where it is missing (the call then answers
 // -2003). The file is read in large blocks into one buffer, so memory stays the same whatever its
 // size.
+#include <strings.h>
+
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -20,6 +22,7 @@
 #include "platform/forks.h"
 #include "platform/read_advice.h"
 #include "platform/shared_libraries.h"
+#include "text/codecs.h"
 #include "text/json.h"
 
 namespace {
@@ -91,12 +94,6 @@ struct ZbContextOwner {
     }
 };
 
-bool SameWord(const char *a, const char *b) {
-    for (; *a && *b; ++a, ++b)
-        if (XP_LowerChar(static_cast<unsigned char>(*a)) != XP_LowerChar(static_cast<unsigned char>(*b))) return false;
-    return *a == *b;
-}
-
 // The algorithm "-Algorithm=" names (SHA256 without it), or -50 for a name it does not know.
 long ChooseAlgorithm(const char *switches, size_t &algorithm) {
     char name[32] = "";
@@ -106,23 +103,10 @@ long ChooseAlgorithm(const char *switches, size_t &algorithm) {
         return 0;
     }
     for (algorithm = 0; algorithm < kAlgorithmCount; ++algorithm)
-        if (SameWord(name, kAlgorithms[algorithm].switchName) || SameWord(name, kAlgorithms[algorithm].alias))
+        if (strcasecmp(name, kAlgorithms[algorithm].switchName) == 0 ||
+            strcasecmp(name, kAlgorithms[algorithm].alias) == 0)
             return 0;
     return kParamErr;
-}
-
-std::string Base64(const unsigned char *bytes, size_t size) {
-    static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t i = 0; i < size; i += 3) {
-        const uint32_t group = uint32_t(bytes[i]) << 16 | (i + 1 < size ? uint32_t(bytes[i + 1]) << 8 : 0) |
-                               (i + 2 < size ? uint32_t(bytes[i + 2]) : 0);
-        text += kDigits[group >> 18 & 63];
-        text += kDigits[group >> 12 & 63];
-        text += i + 1 < size ? kDigits[group >> 6 & 63] : '=';
-        text += i + 2 < size ? kDigits[group & 63] : '=';
-    }
-    return text;
 }
 
 // Blocks of 1 MiB: large enough that the system calls cost nothing beside the digest, small
@@ -164,7 +148,8 @@ long Hash(const fmx::DataVect &parameters, std::string &answer) {
     unsigned char value[kLongestDigest];
     unsigned int size = 0;
     if (c.final(owner.context, value, &size) != 1 || size > kLongestDigest) return kIoErr;
-    answer = XP_HasSwitch(switches, "-Base64") ? Base64(value, size) : ZbHexText(std::string_view(reinterpret_cast<const char *>(value), size));
+    const std::string_view bytes(reinterpret_cast<const char *>(value), size);
+    answer = XP_HasSwitch(switches, "-Base64") ? ZbBase64Text(bytes) : ZbHexText(bytes);
     return 0;
 }
 

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <charconv>
 #include <cstdio>
 #include <string_view>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "filecore/paths.h"
 #include "files/binary_plist.h"
 #include "files/file_info.h"
+#include "platform/file_attributes.h"
 #include "platform/finder_info.h"
 #include "text/charsets.h"
 
@@ -169,12 +169,8 @@ void Zb7_WriteItemJSON(ZbJson &json, const ZbItemFacts &facts, ZbEntryKind entry
         unreadable.push_back("created");
     } else {
         ZbInstant created = st.hasBirth ? st.born : Earlier(st.modified, st.changed) ? st.modified : st.changed;
-        if (attrs.created.found) {
-            const std::string &text = attrs.created.value;
-            int64_t seconds = 0;
-            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-            if (error == std::errc() && end == text.data() + text.size()) created = {seconds, 0};
-        }
+        int64_t seconds = 0;
+        if (attrs.created.found && Zb7_ParseSetCreationTime(attrs.created.value, seconds)) created = {seconds, 0};
         json.Date("created", created.seconds, created.nanoseconds);
     }
     json.Date("modified", st.modified.seconds, st.modified.nanoseconds);

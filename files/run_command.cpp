@@ -24,6 +24,7 @@
 #include "files/command_jobs.h"
 #include "platform/commands.h"
 #include "platform/errors.h"
+#include "text/codecs.h"
 #include "text/encoding.h"
 #include "text/json.h"
 
@@ -136,26 +137,11 @@ void ReturnsToLineFeeds(std::string &bytes) {
     bytes.resize(to);
 }
 
-std::string Base64(std::string_view bytes) {
-    static constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        const auto byte = [&](size_t k) { return k < bytes.size() ? uint32_t(static_cast<unsigned char>(bytes[k])) : 0u; };
-        const uint32_t group = byte(i) << 16 | byte(i + 1) << 8 | byte(i + 2);
-        text += kDigits[group >> 18 & 63];
-        text += kDigits[group >> 12 & 63];
-        text += i + 1 < bytes.size() ? kDigits[group >> 6 & 63] : '=';
-        text += i + 2 < bytes.size() ? kDigits[group & 63] : '=';
-    }
-    return text;
-}
-
 // One output stream: its text (bytes decoded in the encoding; bad UTF-8 as U+FFFD), or base64.
 void WriteStream(ZbJson &json, const char *key, const std::string &bytes, const ZbJobFormat &format) {
     if (format.base64) {
         json.Key(std::string(key) + "Base64");
-        json.Text(Base64(bytes));
+        json.Text(ZbBase64Text(bytes));
         return;
     }
     json.Key(key);

@@ -63,6 +63,9 @@ struct ZbItemInfo {
 // when the attribute cannot be read (-5000 for an item the caller may not read): another date
 // would be a wrong one.
 [[nodiscard]] long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, int64_t &seconds);
+// The date a value of kZbCreatedAttribute holds (decimal seconds since 1970 UTC); false for a
+// value that is not one, which then counts as no date set.
+bool Zb7_ParseSetCreationTime(std::string_view value, int64_t &seconds);
 [[nodiscard]] long Zb7_PlatformSetCreationTime(const std::string &path, int64_t seconds);
 
 #endif

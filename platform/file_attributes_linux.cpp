@@ -123,12 +123,14 @@ long Zb7_PlatformCreationTime(const std::string &path, const ZbItemInfo &info, i
     bool found = false;
     // A date that was set and cannot be read now is an error, not a cue for another date.
     if (const long err = Zb7_PlatformReadAttribute(path, kZbCreatedAttribute, text, found)) return err;
-    if (found) {
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-        if (error == std::errc() && end == text.data() + text.size()) return 0;
-    }
+    if (found && Zb7_ParseSetCreationTime(text, seconds)) return 0;
     seconds = info.hasBirth ? info.born : std::min(info.modified, info.changed);
     return 0;
+}
+
+bool Zb7_ParseSetCreationTime(std::string_view value, int64_t &seconds) {
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), seconds);
+    return error == std::errc() && end == value.data() + value.size();
 }
 
 long Zb7_PlatformTouchFolderOf(const std::string &path) {

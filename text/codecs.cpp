@@ -656,3 +656,24 @@ long XP7_AddOneFMBinaryData(std::u16string_view text, unsigned long *pos, short 
     *pos = p + length;
     return 0;
 }
+
+std::string ZbBase64Text(std::string_view bytes) {
+    const auto &pairs = kBase64Pairs<char>;
+    const auto *in = reinterpret_cast<const unsigned char *>(bytes.data());
+    const size_t n = bytes.size();
+    std::string out((n + 2) / 3 * 4, '=');
+    size_t pos = 0, i = 0;
+    for (; i + 3 <= n; i += 3, pos += 4) {
+        const uint32_t v = uint32_t(in[i]) << 16 | uint32_t(in[i + 1]) << 8 | in[i + 2];
+        std::memcpy(&out[pos], &pairs[v >> 12], sizeof(Pair<char>));
+        std::memcpy(&out[pos + 2], &pairs[v & 0xFFF], sizeof(Pair<char>));
+    }
+    if (i < n) {
+        const bool two = n - i == 2;
+        const uint32_t v = uint32_t(in[i]) << 16 | (two ? uint32_t(in[i + 1]) << 8 : 0);
+        out[pos] = kAlphabet[v >> 18];
+        out[pos + 1] = kAlphabet[(v >> 12) & 63];
+        if (two) out[pos + 2] = kAlphabet[(v >> 6) & 63];
+    }
+    return out;
+}

@@ -80,6 +80,8 @@ unsigned long XP7_RemoveBinTxt(fmx::TextUniquePtr &t);
                                           unsigned long outCap, unsigned long *outLen, int lineLen);
 // The exact number of bytes XP7_Base64_EncodeBlock writes for this input and line length.
 unsigned long ZbBase64EncodedLength(const unsigned char *in, unsigned long inLen, int lineLen);
+// Plain base64 in one line, as JSON answers carry binary values (no line ends, "=" padding).
+std::string ZbBase64Text(std::string_view bytes);
 
 // The text src as base64 text in out (replaced), lines ended by CR after lineLen / 4 groups (every
 // group when lineLen is below 4) and at the end. The source bytes: srcForm kZbFormHex reads src as
