@@ -1,5 +1,6 @@
 #include "core/policy.h"
 
+#include <strings.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -51,14 +52,12 @@ constexpr ZbNamedFunction kNames[] = {
 #undef ZB_FUNCTION
 };
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; }
-
 bool SameIgnoringCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return Lower(x) == Lower(y); });
+    return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
 std::string LowerCase(std::string s) {
-    for (char &c : s) c = Lower(c);
+    for (char &c : s) c = c >= 'A' && c <= 'Z' ? char(c + 32) : c;  // ASCII only: names are UTF-8
     return s;
 }
 
