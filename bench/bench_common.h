@@ -23,11 +23,13 @@
 #include "host/host_api.h"
 #include "host/objects.h"
 #include "fmx/fmx.h"
+#include "tests/host_text_util.h"
 
 namespace zerbbench {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using zerbtest::TextData;
 
 // How many times each measurement runs ("--runs"); the fastest run counts.
 inline int gRuns = 3;
@@ -113,15 +115,6 @@ inline std::vector<std::string> CopiesOf(const fs::path &from, const std::string
     return copies;
 }
 
-inline fmx::DataUniquePtr TextData(const std::string &utf8) {
-    fmx::DataUniquePtr d;
-    fmx::TextUniquePtr t;
-    t->Assign(utf8.c_str(), fmx::Text::kEncoding_UTF8);
-    fmx::LocaleUniquePtr locale;
-    d->SetAsText(*t, *locale);
-    return d;
-}
-
 // The parameters of one call, made before the timing starts: building them is the host's work.
 inline std::unique_ptr<fmx::DataVectUniquePtr> Parameters(const std::vector<std::string> &values) {
     auto vect = std::make_unique<fmx::DataVectUniquePtr>();
@@ -141,10 +134,7 @@ inline bool IsError(const fmx::Data &result) {
 inline std::string Answer(const char *function, const fmx::DataVect &parameters) {
     fmx::DataUniquePtr result;
     zhost::CallFunction(zhost::FromUtf8(function), parameters, *result);
-    const fmx::Text &text = result->GetAsText();
-    std::u16string units(text.GetSize(), u'\0');
-    if (!units.empty()) text.GetUnicode(reinterpret_cast<fmx::uint16 *>(units.data()), 0, fmx::uint32(units.size()));
-    return zhost::ToUtf8(units);
+    return zerbtest::TextOf(*result);
 }
 
 // Calls a function by name with text parameters; its answer as UTF-8.

@@ -58,15 +58,7 @@ protected:
     std::string root;
 };
 
-// A handler called directly with text parameters; its answer as text.
-std::string CallHandler(ZbHandler handler, std::initializer_list<std::string> values) {
-    fmx::ExprEnvUniquePtr env;
-    fmx::DataVectUniquePtr parameters;
-    for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
-    fmx::DataUniquePtr result;
-    handler(0, *env, *parameters, *result);
-    return zerbtest::TextOf(*result);
-}
+using zerbtest::CallHandler;
 
 }  // namespace
 
@@ -203,31 +195,25 @@ TEST(ContentsFaults, AFailedSystemCallAnswersAnError) {
     fs::create_directories(root);
     const std::string file = root + "/f";
     for (const bool append : {false, true}) {
-        for (const int error : {EIO, ENOSPC, EINTR}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE((append ? "append, call " : "set, call ") + std::to_string(n) + " errno " +
-                             std::to_string(error));
+        SCOPED_TRACE(append ? "append" : "set");
+        zerbtest::SweepFailingCalls(
+            {EIO, ENOSPC, EINTR},
+            [&] {
                 std::ofstream(file, std::ios::binary) << "old contents";
                 ASSERT_EQ(CallHandler(ZbFile7_DoSetDefaultFileSpec, {"", file}), "0");
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                const std::string answer =
-                    CallHandler(append ? ZbFile7_DoAppendContents : ZbFile7_DoSetContents, {"", "new"});
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
-                const std::string whole = append ? "old contentsnew" : "new";
+            },
+            [&] { return CallHandler(append ? ZbFile7_DoAppendContents : ZbFile7_DoSetContents, {"", "new"}); },
+            [&](const std::string &answer, bool reached) {
                 if (answer == "0") {
-                    EXPECT_EQ(Contents(file), whole);
+                    EXPECT_EQ(Contents(file), append ? "old contentsnew" : "new");
                 } else {
                     EXPECT_EQ(answer.substr(0, 3), "$$-");
                 }
                 EXPECT_EQ(std::distance(fs::directory_iterator(root), fs::directory_iterator()), 1);
                 if (!reached) {
                     EXPECT_EQ(answer, "0");
-                    break;
                 }
-            }
-        }
+            });
     }
     fs::remove_all(root);
     ZbClearFSSpec(gDefaultFSSpec);
@@ -254,17 +240,12 @@ TEST(ContentsFaults, AFailedReadAnswersAnErrorNeverAPart) {
     if (fs::exists(photo))
         cases.push_back({"MetaData", [&] { return CallHandler(ZbFile7_DoMetaData, {"GetExif GetIPTC GetJPEGComment", photo}); }});
     for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
         const std::string whole = c.run();
-        ASSERT_EQ(whole.substr(0, 2) == "$$", false) << c.what << ": " << whole;
-        for (long n = 1;; ++n) {
-            ZbSysFailCall(n, EIO);
-            const long first = ZbSysCallCount();
-            const std::string answer = c.run();
-            const bool reached = ZbSysCallCount() - first >= n;
-            ZbSysFailCall(0, 0);
-            if (!reached) break;
-            EXPECT_TRUE(answer == whole || answer == "$$-36") << c.what << ", call " << n << ": " << answer.substr(0, 40);
-        }
+        ASSERT_EQ(whole.substr(0, 2) == "$$", false) << whole;
+        zerbtest::SweepFailingCalls({EIO}, [] {}, c.run, [&](const std::string &answer, bool) {
+            EXPECT_TRUE(answer == whole || answer == "$$-36") << answer.substr(0, 40);
+        });
     }
     fs::remove_all(root);
 }

@@ -334,72 +334,57 @@ TEST(CopyMoveVolumes, ACopyThatFillsTheVolumeLeavesNothing) {
 // item is untouched.
 TEST(CopyMoveFaults, EverySystemCallFailingOrRacedLeavesWholeOrNothing) {
     const std::string root = (fs::temp_directory_path() / ("zerb-cmfaults-" + std::to_string(getpid()))).string();
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](short id, const std::string &from, const std::string &to) {
-        fmx::DataVectUniquePtr parameters;
-        for (const std::string &v : {std::string(), from, to}) parameters->PushBack(*zerbtest::TextData(v));
-        fmx::DataUniquePtr result;
-        ZbFile7_DoCopyFile_DoMoveFile(id, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
-    };
     const auto names = [&] {
         std::string all;
         for (const auto &e : fs::directory_iterator(root + "/dest")) all += e.path().filename().string() + " ";
         return all;
     };
     static std::string gRacer;  // the path the racing item appears at
+    const auto racer = [](void *) {
+        // Made exclusively too: once the copy holds the name, the racer loses.
+        const int fd = open(gRacer.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0644);
+        if (fd >= 0 && write(fd, "racer", 5) == 5) close(fd);
+    };
+    const std::string destination = root + "/dest/copy";
+    const auto describe = [](const std::string &p) { return fs::is_directory(p) ? DescribeTree(p) : Describe(p); };
     for (const char *item : {"file", "tree"}) {
         for (const short id : {short(4210), short(4262)}) {
+            SCOPED_TRACE(std::string(item) + (id == 4210 ? " copy" : " move"));
+            const std::string source = root + "/" + item;
+            std::string original;
+            gRacer = destination;
             // ENOSYS and EINVAL: a kernel or file system without renameat2's flags or
             // copy_file_range, whose fallbacks must give the same whole copy.
             for (const int mode : {EIO, ENOSPC, EINTR, ENOSYS, EINVAL, 0}) {  // 0: the destination name is raced
-                for (long n = 1;; ++n) {
-                    SCOPED_TRACE(std::string(item) + (id == 4210 ? " copy" : " move") + " at call " +
-                                 std::to_string(n) + " mode " + std::to_string(mode));
-                    fs::remove_all(root);
-                    fs::create_directories(root + "/dest");
-                    MakeTree(root + "/tree");
-                    std::ofstream(root + "/file") << "data";
-                    SetAttribute(root + "/file", "user.a", "attribute");
-                    const std::string source = root + "/" + item, destination = root + "/dest/copy";
-                    const std::string original = fs::is_directory(source) ? DescribeTree(source) : Describe(source);
-                    gRacer = destination;
-                    if (mode)
-                        ZbSysFailCall(n, mode);
-                    else
-                        ZbSysRunBeforeCall(
-                            n,
-                            [](void *) {
-                                // Made exclusively too: once the copy holds the name, the racer loses.
-                                const int fd = open(gRacer.c_str(), O_CREAT | O_EXCL | O_WRONLY, 0644);
-                                if (fd >= 0 && write(fd, "racer", 5) == 5) close(fd);
-                            },
-                            nullptr);
-                    const long first = ZbSysCallCount();
-                    const std::string answer = call(id, source, destination);
-                    const bool reached = ZbSysCallCount() - first >= n;
-                    ZbSysFailCall(0, 0);
-                    ZbSysRunBeforeCall(0, nullptr, nullptr);
-                    const bool raced = !mode && reached;
-                    const auto copyOf = [&] {
-                        return fs::is_directory(destination) ? DescribeTree(destination) : Describe(destination);
-                    };
-                    if (answer == "0") {
-                        EXPECT_FALSE(raced && Contents(destination) == "racer");
-                        EXPECT_EQ(copyOf(), original);
-                        EXPECT_EQ(names(), "copy ");
-                        EXPECT_EQ(fs::exists(source), id == 4210);
-                    } else {
-                        EXPECT_EQ(answer, raced ? "$$-48" : answer);
-                        EXPECT_EQ(answer.substr(0, 3), "$$-");
-                        EXPECT_EQ(names(), raced ? "copy " : "");
-                        if (raced) {
-                            EXPECT_EQ(Contents(destination), "racer");
+                zerbtest::SweepFailingCalls(
+                    {mode},
+                    [&] {
+                        fs::remove_all(root);
+                        fs::create_directories(root + "/dest");
+                        MakeTree(root + "/tree");
+                        std::ofstream(root + "/file") << "data";
+                        SetAttribute(root + "/file", "user.a", "attribute");
+                        original = describe(source);
+                    },
+                    [&] { return zerbtest::CallHandler(ZbFile7_DoCopyFile_DoMoveFile, {"", source, destination}, id); },
+                    [&](const std::string &answer, bool reached) {
+                        const bool raced = !mode && reached;
+                        if (answer == "0") {
+                            EXPECT_FALSE(raced && Contents(destination) == "racer");
+                            EXPECT_EQ(describe(destination), original);
+                            EXPECT_EQ(names(), "copy ");
+                            EXPECT_EQ(fs::exists(source), id == 4210);
+                        } else {
+                            EXPECT_EQ(answer.substr(0, 3), "$$-");
+                            EXPECT_EQ(answer, raced ? "$$-48" : answer);
+                            EXPECT_EQ(names(), raced ? "copy " : "");
+                            if (raced) {
+                                EXPECT_EQ(Contents(destination), "racer");
+                            }
+                            EXPECT_EQ(describe(source), original);
                         }
-                        EXPECT_EQ(fs::is_directory(source) ? DescribeTree(source) : Describe(source), original);
-                    }
-                    if (!reached) break;
-                }
+                    },
+                    racer);
             }
         }
     }

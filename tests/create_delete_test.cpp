@@ -174,13 +174,8 @@ TEST(CreateDeleteFaults, AFailedSystemCallLeavesNothingHalfMade) {
     gDefaultFTypeListPtr = std::make_unique<std::array<uint32_t, kMaxDefaultTypes>>();
     (*gDefaultFTypeListPtr)[0] = ZbFourCharCode("TEXT");
     gNumTypes = 1;
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](auto handler, std::initializer_list<std::string> values) {
-        fmx::DataVectUniquePtr parameters;
-        for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
-        fmx::DataUniquePtr result;
-        handler(0, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
+    const auto call = [](ZbHandler handler, std::initializer_list<std::string> values) {
+        return zerbtest::CallHandler(handler, values);
     };
     struct Case {
         const char *name;
@@ -201,27 +196,25 @@ TEST(CreateDeleteFaults, AFailedSystemCallLeavesNothingHalfMade) {
          [&] { return fs::is_directory(folder); }},
     };
     for (const Case &c : cases) {
-        for (const int error : {EIO, ENOSPC, EINTR}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE(std::string(c.name) + " failing call " + std::to_string(n) + " errno " + std::to_string(error));
+        SCOPED_TRACE(c.name);
+        zerbtest::SweepFailingCalls(
+            {EIO, ENOSPC, EINTR},
+            [&] {
                 fs::remove_all(root);
                 fs::create_directories(folder + "/a/b");
                 std::ofstream(folder + "/a/x") << "x";
                 std::ofstream(folder + "/a/b/y") << "y";
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                const std::string answer = c.run();
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
+            },
+            c.run,
+            [&](const std::string &answer, bool reached) {
                 if (!reached) {
                     EXPECT_EQ(answer, "0");
                     EXPECT_TRUE(c.done());
-                    break;
+                } else {
+                    EXPECT_EQ(answer.substr(0, 3), "$$-");
+                    EXPECT_TRUE(c.untouched());
                 }
-                EXPECT_EQ(answer.substr(0, 3), "$$-");
-                EXPECT_TRUE(c.untouched());
-            }
-        }
+            });
     }
     fs::remove_all(root);
     gDefaultFTypeListPtr.reset();

@@ -20,6 +20,7 @@
 #include "platform/system_calls.h"
 #include "core/globals.h"
 #include "core/functions.h"
+#include "tests/item_json_test_util.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
@@ -80,14 +81,7 @@ struct ZoneScope {
 
 // The moment a local date-time stands for, as mktime(3) reads it in the current zone.
 time_t LocalMoment(int year, int month, int day, int hour, int minute, int second) {
-    struct tm fields {};
-    fields.tm_year = year - 1900;
-    fields.tm_mon = month - 1;
-    fields.tm_mday = day;
-    fields.tm_hour = hour;
-    fields.tm_min = minute;
-    fields.tm_sec = second;
-    fields.tm_isdst = -1;
+    struct tm fields = zerbtest::DateFields(year, month, day, hour, minute, second);
     return mktime(&fields);
 }
 
@@ -374,15 +368,7 @@ TEST(FileInfoDefaults, DefaultCreatorAndTypeListKeepWholeCodes) {
     gDefaultFTypeListPtr = std::make_unique<std::array<uint32_t, kMaxDefaultTypes>>();
     gNumTypes = 2;
     gDefaultCreator = ZbFourCharCode("ttxt");
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](auto handler, const std::string &value) {
-        fmx::DataVectUniquePtr parameters;
-        parameters->PushBack(*zerbtest::TextData(""));
-        parameters->PushBack(*zerbtest::TextData(value));
-        fmx::DataUniquePtr result;
-        handler(0, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
-    };
+    const auto call = [](ZbHandler handler, const std::string &value) { return zerbtest::CallHandler(handler, {"", value}); };
     EXPECT_EQ(call(ZbFile7_DoSetDefaultType, "TEXTttroABCDx"), "0");
     EXPECT_EQ(gNumTypes, 3);
     EXPECT_EQ((*gDefaultFTypeListPtr)[2], ZbFourCharCode("ABCD"));
@@ -409,13 +395,8 @@ TEST(FileInfoFaults, AFailedSystemCallLeavesTheItemAsItWas) {
     fs::remove_all(root);
     fs::create_directories(root);
     const std::string file = root + "/f";
-    fmx::ExprEnvUniquePtr env;
-    const auto call = [&](auto handler, short id, std::initializer_list<std::string> values) {
-        fmx::DataVectUniquePtr parameters;
-        for (const std::string &v : values) parameters->PushBack(*zerbtest::TextData(v));
-        fmx::DataUniquePtr result;
-        handler(id, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
+    const auto call = [](ZbHandler handler, short id, std::initializer_list<std::string> values) {
+        return zerbtest::CallHandler(handler, values, id);
     };
     // What the promises are about: contents, permissions, dates and every attribute.
     const auto state = [&] {
@@ -434,26 +415,25 @@ TEST(FileInfoFaults, AFailedSystemCallLeavesTheItemAsItWas) {
         {"modified", [&] { return call(ZbFile7_DoSetTimestampCreatedOrModified, 4286, {"", file, "1/2/2000 3:04:05"}); }},
     };
     for (const auto &[name, operation] : operations) {
-        for (const int error : {EIO, ENOSPC, EINTR}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE(name + " failing call " + std::to_string(n) + " with errno " + std::to_string(error));
+        SCOPED_TRACE(name);
+        std::string before;
+        zerbtest::SweepFailingCalls(
+            {EIO, ENOSPC, EINTR},
+            [&] {
                 fs::remove(file);
                 std::ofstream(file) << "data";
-                const std::string before = state();
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                const std::string answer = operation();
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
+                before = state();
+            },
+            operation,
+            [&](const std::string &answer, bool reached) {
                 if (!reached) {
                     EXPECT_EQ(answer, "0");  // every call made succeeded
                     EXPECT_NE(state(), before);
-                    break;
+                } else {
+                    EXPECT_EQ(answer.substr(0, 3), "$$-");
+                    EXPECT_EQ(state(), before);
                 }
-                EXPECT_EQ(answer.substr(0, 3), "$$-");
-                EXPECT_EQ(state(), before);
-            }
-        }
+            });
     }
     fs::remove_all(root);
 }

@@ -100,14 +100,8 @@ TEST(Fmxhost, ListsFunctionsInRegistrationOrder) {
     for (std::string line; std::getline(lines, line);) all.push_back(line);
     ASSERT_EQ(all.size(), 60u);
     EXPECT_EQ(all.front(), "4201\tZbFile_AppendContents\tZbFile_AppendContents( switches ; text )");
-    EXPECT_EQ(all[8].substr(0, 5), "4284\t");
-    EXPECT_EQ(all[49].substr(0, 5), "4290\t");
-    EXPECT_EQ(all[50].substr(0, 5), "4287\t");
-    EXPECT_EQ(all[53].substr(0, 5), "4293\t");
+    // The order itself is checked in-process (frame_test); here, what fmxhost makes of it.
     EXPECT_EQ(all[54], "0\tZbFile_VersionNoParams\tZbFile_VersionNoParams");
-    EXPECT_EQ(all[55], "1\tZbFile_Version\tZbFile_Version( switches )");
-    EXPECT_EQ(all[56], "4400\tZbFile_FileInfoJSON\tZbFile_FileInfoJSON( switches ; path )");
-    EXPECT_EQ(all[59].substr(0, 5), "4403\t");
 }
 
 TEST(Fmxhost, RefusesAPluginItCannotLoad) {

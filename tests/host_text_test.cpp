@@ -1,4 +1,4 @@
-// The emulator's Text, its encodings, and the small QuadChar/CharacterStyle objects.
+// The emulator's Text, its encodings, and the small QuadChar object.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -430,18 +430,7 @@ TEST(HostText, ComparisonIsByCodeUnit) {
     EXPECT_TRUE(*Utf8Text("x") != *Utf8Text("X"));
 }
 
-// ---- Styles, QuadChar ----
-
-TEST(HostText, StylesArePlain) {
-    auto t = Utf8Text("styled");
-    fmx::CharacterStyleUniquePtr style;
-    t->GetDefaultStyle(*style);
-    EXPECT_TRUE(style->IsAllDisabled());
-    fmx::CharacterStyleUniquePtr copy(*style);
-    EXPECT_TRUE(*copy == *style);
-    t->GetStyle(*copy, 2);
-    EXPECT_TRUE(copy->IsAllDisabled());
-}
+// ---- QuadChar ----
 
 TEST(HostText, QuadChar) {
     fmx::QuadCharUniquePtr q('T', 'E', 'X', 'T');

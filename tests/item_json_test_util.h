@@ -1,5 +1,5 @@
-// What the tests of FileInfoJSON and ListFolderJSON share: splitting a tool's output, parsing
-// answers, having Python read them, and reading the ISO dates of an answer back into seconds and nanoseconds (the tool's
+// What the tests of the JSON answers share: splitting a tool's output, parsing answers, having
+// Python read fmxhost's answers, and reading the ISO dates of an answer back into seconds and nanoseconds (the tool's
 // output itself comes from Output in tests/process_util.h).
 #ifndef ZERB_TESTS_ITEM_JSON_TEST_UTIL_H
 #define ZERB_TESTS_ITEM_JSON_TEST_UTIL_H
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/plugin_harness.h"
 #include "tests/process_util.h"
 
 namespace zerbtest {
@@ -27,11 +28,32 @@ inline std::vector<std::string> Split(const std::string &text, char separator) {
     return parts;
 }
 
-// The exit status of Python's json module loading the text, written first to the file at `path`:
-// 0 when Python reads it as JSON.
-inline int PythonJsonStatus(const std::string &text, const std::string &path) {
-    std::ofstream(path) << text;
-    return std::system(("/usr/bin/python3 -c 'import json,sys; json.load(sys.stdin)' <" + path).c_str());
+// fmxhost's answers to the calculations (a line each), each read by Python's json module: the lines
+// it cannot read, and "<N lines>" when there are not as many lines as calculations.
+inline std::string AnswersPythonCannotRead(const std::vector<std::string> &calculations) {
+    const std::vector<std::string> lines = RunFmxhost(calculations, "timeout 20");
+    std::string wrong = lines.size() == calculations.size() ? "" : "<" + std::to_string(lines.size()) + " lines>";
+    const std::string path = "/tmp/zerb-json-answer-" + std::to_string(getpid());
+    for (const std::string &line : lines) {
+        std::ofstream(path) << line;
+        if (std::system(("/usr/bin/python3 -c 'import json,sys; json.load(sys.stdin)' <" + path).c_str()) != 0)
+            wrong += line + "\n";
+    }
+    std::remove(path.c_str());
+    return wrong;
+}
+
+// Date fields (tm_isdst -1: the zone's rules decide).
+inline struct tm DateFields(int year, int month, int day, int hour, int minute, int second) {
+    struct tm t {};
+    t.tm_year = year - 1900;
+    t.tm_mon = month - 1;
+    t.tm_mday = day;
+    t.tm_hour = hour;
+    t.tm_min = minute;
+    t.tm_sec = second;
+    t.tm_isdst = -1;
+    return t;
 }
 
 inline rapidjson::Document Parsed(const std::string &json) {
@@ -61,13 +83,7 @@ inline Nanos IsoToNanos(const std::string &iso) {
     if (at >= iso.size() || (iso[at] != '+' && iso[at] != '-') ||
         std::sscanf(iso.c_str() + at + 1, "%2d:%2d", &offsetHours, &offsetMinutes) != 2 || iso.size() != at + 6)
         return -1;
-    struct tm t {};
-    t.tm_year = year - 1900;
-    t.tm_mon = month - 1;
-    t.tm_mday = day;
-    t.tm_hour = hour;
-    t.tm_min = minute;
-    t.tm_sec = second;
+    struct tm t = DateFields(year, month, day, hour, minute, second);
     const int64_t offset = (offsetHours * 3600 + offsetMinutes * 60) * (iso[at] == '-' ? -1 : 1);
     return Nanos(int64_t(timegm(&t)) - offset) * 1000000000 + nanos;
 }

@@ -114,18 +114,16 @@ TEST_F(ShellTest, ManyCallsLeaveNoChildAndNoDescriptor) {
 }
 
 TEST_F(ShellTest, CallsFromSeveralThreadsGetTheirOwnOutput) {
-    std::vector<std::thread> threads;
-    std::vector<std::string> answers(6);
-    for (size_t t = 0; t < answers.size(); ++t)
-        threads.emplace_back([&, t] {
-            for (int k = 0; k < 20; ++k) {
-                const std::string expected = std::to_string(t) + "-" + std::to_string(k);
-                const std::string got = Shell("printf '%s' " + expected);
-                if (got != expected) answers[t] += got + "!=" + expected + " ";
-            }
-        });
-    for (auto &t : threads) t.join();
-    for (const auto &a : answers) EXPECT_EQ(a, "");
+    EXPECT_EQ(zerbtest::WrongInThreads(6, [&](size_t t) {
+                  std::string wrong;
+                  for (int k = 0; k < 20; ++k) {
+                      const std::string expected = std::to_string(t) + "-" + std::to_string(k);
+                      const std::string got = Shell("printf '%s' " + expected);
+                      if (got != expected) wrong += got + "!=" + expected + " ";
+                  }
+                  return wrong;
+              }),
+              "");
 }
 
 TEST_F(ShellTest, NoPipeAnswers4218) {

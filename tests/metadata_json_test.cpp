@@ -19,6 +19,7 @@
 
 #include "core/functions.h"
 #include "platform/system_calls.h"
+#include "tests/item_json_test_util.h"
 #include "tests/plugin_harness.h"
 
 namespace fs = std::filesystem;
@@ -495,15 +496,8 @@ TEST_F(MetaDataJSON, ExiftoolIptcAndPythonParses) {
         const std::string listed = zerbtest::CommandOutput("exiftool -q -j -IPTC:Keywords '" + file + "'");
         EXPECT_NE(listed.find("Stra\xC3\x9F" "e"), std::string::npos) << listed;
     }
-    // fmxhost's answer (a line per calculation) through Python's json module.
-    const auto lines = zerbtest::RunFmxhost({"ZbFile_MetaDataJSON(\"\" ; \"" + utf8 + "\")"});
-    ASSERT_EQ(lines.size(), 1u);
-    const std::string answerFile = dir + "/answer.json";
-    std::ofstream(answerFile) << lines[0];
-    EXPECT_EQ(std::system(("python3 -c 'import json,sys; d = json.load(sys.stdin); assert d[\"exif\"] and d[\"iptc\"]' < '" +
-                           answerFile + "'").c_str()),
-              0)
-        << lines[0].substr(0, 300);
+    // fmxhost's answer through Python's json module.
+    EXPECT_EQ(zerbtest::AnswersPythonCannotRead({"ZbFile_MetaDataJSON(\"\" ; \"" + utf8 + "\")"}), "");
 }
 
 // Each system call of the read failing in turn (open, size, every read of a file larger than one
@@ -515,28 +509,15 @@ TEST_F(MetaDataJSON, AFailedReadFailsTheCall) {
     const std::string jpeg = Write(kSOI + Exif(CameraTiff(true)) + Segment(0xFE, std::string(60000, 'c')) +
                                    Segment(0xFE, std::string(60000, 'd')) + Segment(0xFE, "last") + kEOI);
     const std::string tiff = Write(Tiff(true, ifds), ".tif");
-    fmx::ExprEnvUniquePtr env;
     for (const std::string &file : {jpeg, tiff}) {
+        SCOPED_TRACE(file);
         const std::string whole = Call("ZbFile_MetaDataJSON", {"", file});
         ASSERT_EQ(whole.front(), '{') << whole.substr(0, 100);
-        for (long n = 1;; ++n) {
-            SCOPED_TRACE(file + ", call " + std::to_string(n));
-            fmx::DataVectUniquePtr parameters;
-            parameters->PushBack(*zerbtest::TextData(""));
-            parameters->PushBack(*zerbtest::TextData(file));
-            fmx::DataUniquePtr result;
-            ZbSysFailCall(n, EIO);
-            const long first = ZbSysCallCount();
-            ZbFile7_DoMetaDataJSON(kZbFnMetaDataJSON, *env, *parameters, *result);
-            const bool reached = ZbSysCallCount() - first >= n;
-            ZbSysFailCall(0, 0);
-            const std::string answer = zerbtest::TextOf(*result);
-            if (!reached) {
-                EXPECT_EQ(answer, whole);
-                EXPECT_GT(n, 3);  // open, size and more than one read
-                break;
-            }
-            EXPECT_EQ(answer, "$$-36");
-        }
+        long calls = 0;
+        zerbtest::SweepFailingCalls(
+            {EIO}, [&] { ++calls; },
+            [&] { return zerbtest::CallHandler(ZbFile7_DoMetaDataJSON, {"", file}, kZbFnMetaDataJSON); },
+            [&](const std::string &answer, bool reached) { EXPECT_EQ(answer, reached ? "$$-36" : whole); });
+        EXPECT_GT(calls, 3);  // open, size and more than one read
     }
 }

@@ -460,29 +460,20 @@ TEST_F(SetMetaData, ExiftoolAndExiv2ReadWhatIsWritten) {
 TEST_F(SetMetaData, AFailedSystemCallLeavesTheSourceAsItWas) {
     const std::string original = kSOI + PhotoshopSegment(0x0404, Dataset(2, 5, "Old")) + kFrame + kEOI;
     const std::string f = dir + "/f.jpg", g = dir + "/g.jpg";
-    fmx::ExprEnvUniquePtr env;
     const std::string link = dir + "/l.jpg";
     for (const int way : {0, 1, 2}) {  // in place, to a destination, in place through a link
         const bool inPlace = way != 1, viaLink = way == 2;
-        for (const int error : {EIO, ENOSPC}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + (viaLink ? " through a link" : "") +
-                             ", call " + std::to_string(n));
+        SCOPED_TRACE(std::string(inPlace ? "in place" : "to a destination") + (viaLink ? " through a link" : ""));
+        zerbtest::SweepFailingCalls(
+            {EIO, ENOSPC},
+            [&] {
                 fs::remove_all(dir);
                 fs::create_directories(dir);
                 std::ofstream(f, std::ios::binary) << original;
                 if (viaLink) fs::create_symlink("f.jpg", link);
-                fmx::DataVectUniquePtr parameters;
-                for (const std::string &v :
-                     {std::string("-SetIPTC"), viaLink ? link : f, inPlace ? std::string() : g, kTwoItems})
-                    parameters->PushBack(*zerbtest::TextData(v));
-                fmx::DataUniquePtr result;
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                ZbFile7_DoSetMetaData(4287, *env, *parameters, *result);
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
-                const std::string answer = zerbtest::TextOf(*result);
+            },
+            [&] { return zerbtest::CallHandler(ZbFile7_DoSetMetaData, {"-SetIPTC", viaLink ? link : f, inPlace ? "" : g, kTwoItems}, 4287); },
+            [&](const std::string &answer, bool reached) {
                 const size_t items = size_t(std::distance(fs::directory_iterator(dir), fs::directory_iterator()));
                 if (viaLink) {
                     EXPECT_TRUE(fs::is_symlink(link));
@@ -496,9 +487,7 @@ TEST_F(SetMetaData, AFailedSystemCallLeavesTheSourceAsItWas) {
                 }
                 if (!reached) {
                     EXPECT_EQ(answer, "0");
-                    break;
                 }
-            }
-        }
+            });
     }
 }

@@ -534,17 +534,15 @@ TEST_F(PathModel, EndSeparatorsAreAddedAndRemovedOnce) {
 }
 
 TEST_F(PathModel, ManyThreadsResolveAtOnce) {
-    std::vector<std::thread> threads;
-    std::atomic<int> bad{0};
-    for (int k = 0; k < 4; ++k)
-        threads.emplace_back([&, k] {
-            for (int i = 0; i < 300; ++i) {
-                const std::string item = (i + k) % 2 ? tree->root + "/dir/sub" : tree->root + "/dir/file.txt";
-                if (PathOf(RefOf(item)) != PathOf(item)) ++bad;
-            }
-        });
-    for (auto &t : threads) t.join();
-    EXPECT_EQ(bad, 0);
+    EXPECT_EQ(zerbtest::WrongInThreads(4, [&](size_t k) {
+                  std::string wrong;
+                  for (size_t i = 0; i < 300; ++i) {
+                      const std::string item = (i + k) % 2 ? tree->root + "/dir/sub" : tree->root + "/dir/file.txt";
+                      if (PathOf(RefOf(item)) != PathOf(item)) wrong += item + " ";
+                  }
+                  return wrong;
+              }),
+              "");
 }
 
 // ---- the five functions, through the loaded plug-in ----
@@ -666,15 +664,7 @@ TEST_F(PathFunctions, GetPathToAnswersTheApplicationOrItsFolder) {
 }
 
 TEST_F(PathFunctions, SetDefaultFileSpecKeepsWhatItParsedEvenOnFailure) {
-    fmx::ExprEnvUniquePtr env;
-    const auto set = [&](const std::string &path) {
-        fmx::DataVectUniquePtr parameters;
-        parameters->PushBack(*zerbtest::TextData(""));
-        parameters->PushBack(*zerbtest::TextData(path));
-        fmx::DataUniquePtr result;
-        ZbFile7_DoSetDefaultFileSpec(4280, *env, *parameters, *result);
-        return zerbtest::TextOf(*result);
-    };
+    const auto set = [](const std::string &path) { return zerbtest::CallHandler(ZbFile7_DoSetDefaultFileSpec, {"", path}, 4280); };
     gStartupDiskNameAndColon = StartupColon();
     EXPECT_EQ(set(tree->root + "/dir/file.txt"), "0");
     EXPECT_EQ(gDefaultFSSpec.name, "file.txt");

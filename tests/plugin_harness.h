@@ -10,14 +10,19 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "host/host_api.h"
 #include "host/objects.h"
 #include "fmx/fmx.h"
+#include "core/functions.h"
+#include "platform/system_calls.h"
+#include "tests/host_text_util.h"
 #include "tests/process_util.h"
 
 namespace zerbtest {
@@ -28,20 +33,54 @@ namespace zerbtest {
 constexpr bool kUnderEmulation = sizeof(ZERB_RUN_PREFIX) > 1;
 constexpr char kEmulationSkip[] = "qemu-user lacks what this test needs (see kUnderEmulation)";
 
-inline fmx::DataUniquePtr TextData(const std::string &utf8) {
-    fmx::DataUniquePtr d;
-    fmx::TextUniquePtr t;
-    t->Assign(utf8.c_str(), fmx::Text::kEncoding_UTF8);
-    fmx::LocaleUniquePtr locale;
-    d->SetAsText(*t, *locale);
-    return d;
+// A handler linked into the tests, called in this process with text parameters (as function
+// `id`): its answer as UTF-8.
+inline std::string CallHandler(ZbHandler handler, std::initializer_list<std::string> values, short id = 0) {
+    fmx::ExprEnvUniquePtr env;
+    fmx::DataVectUniquePtr parameters;
+    for (const std::string &v : values) parameters->PushBack(*TextData(v));
+    fmx::DataUniquePtr result;
+    handler(id, *env, *parameters, *result);
+    return TextOf(*result);
 }
 
-inline std::string TextOf(const fmx::Data &d) {
-    const fmx::Text &t = d.GetAsText();
-    std::u16string s(t.GetSize(), u'\0');
-    if (!s.empty()) t.GetUnicode(reinterpret_cast<fmx::uint16 *>(s.data()), 0, fmx::uint32(s.size()));
-    return zhost::ToUtf8(s);
+// A fault sweep. For each error and n = 1, 2, ...: prepare(), then run() with this thread's n-th
+// system call failing with that error (error 0: with `racer` run just before that call instead),
+// then check(answer, reached). `reached` is false when run() made fewer than n calls, so that
+// nothing failed; that run ends the sweep of the error.
+inline void SweepFailingCalls(std::initializer_list<int> errors, const std::function<void()> &prepare,
+                              const std::function<std::string()> &run,
+                              const std::function<void(const std::string &answer, bool reached)> &check,
+                              void (*racer)(void *) = nullptr) {
+    for (const int error : errors) {
+        for (long n = 1;; ++n) {
+            SCOPED_TRACE("call " + std::to_string(n) + " failing with errno " + std::to_string(error));
+            prepare();
+            if (error)
+                ZbSysFailCall(n, error);
+            else
+                ZbSysRunBeforeCall(n, racer, nullptr);
+            const long first = ZbSysCallCount();
+            const std::string answer = run();
+            const bool reached = ZbSysCallCount() - first >= n;
+            ZbSysFailCall(0, 0);
+            ZbSysRunBeforeCall(0, nullptr, nullptr);
+            check(answer, reached);
+            if (!reached) break;
+        }
+    }
+}
+
+// Runs body(t) on `count` threads at once (t = 0 .. count-1); each answers what it found wrong, ""
+// when nothing: all of it, in thread order.
+inline std::string WrongInThreads(size_t count, const std::function<std::string(size_t)> &body) {
+    std::vector<std::thread> threads;
+    std::vector<std::string> wrong(count);
+    for (size_t t = 0; t < count; ++t) threads.emplace_back([&, t] { wrong[t] = body(t); });
+    for (auto &t : threads) t.join();
+    std::string all;
+    for (const auto &w : wrong) all += w;
+    return all;
 }
 
 class PluginTest : public ::testing::Test {

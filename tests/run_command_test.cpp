@@ -16,6 +16,7 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/item_json_test_util.h"
 #include "tests/plugin_harness.h"
 
 namespace {
@@ -323,46 +324,28 @@ TEST_F(RunCommandTest, JobStatusWhileRunningWaitingAndAtShutDown) {
 }
 
 TEST_F(RunCommandTest, CallsFromSeveralThreadsShareTheJobs) {
-    std::vector<std::thread> threads;
-    std::vector<std::string> failures(4);
-    for (size_t t = 0; t < failures.size(); ++t)
-        threads.emplace_back([&, t] {
-            for (int k = 0; k < 15; ++k) {
-                const std::string expected = std::to_string(t) + "-" + std::to_string(k);
-                if (Str(Run(Argv({"printf", "%s", expected})), "stdout") != expected) failures[t] += "run " + expected + " ";
-                const int job = Start(Argv({"printf", "%s", expected}));
-                if (Str(Parse(Status(job, "10")), "stdout") != expected) failures[t] += "job " + expected + " ";
-            }
-        });
-    for (auto &t : threads) t.join();
-    for (const auto &f : failures) EXPECT_EQ(f, "");
+    EXPECT_EQ(zerbtest::WrongInThreads(4, [&](size_t t) {
+                  std::string wrong;
+                  for (int k = 0; k < 15; ++k) {
+                      const std::string expected = std::to_string(t) + "-" + std::to_string(k);
+                      if (Str(Run(Argv({"printf", "%s", expected})), "stdout") != expected) wrong += "run " + expected + " ";
+                      const int job = Start(Argv({"printf", "%s", expected}));
+                      if (Str(Parse(Status(job, "10")), "stdout") != expected) wrong += "job " + expected + " ";
+                  }
+                  return wrong;
+              }),
+              "");
     EXPECT_EQ(ChildrenOfThisProcess(), std::vector<std::string>{});
 }
 
+// The answers as fmxhost prints them, through Python's json module (what they hold is checked above).
 TEST_F(RunCommandTest, ThroughFmxhostTheAnswersParseAsJSON) {
     if (zerbtest::kUnderEmulation) GTEST_SKIP() << zerbtest::kEmulationSkip;
-    // The same cases through the command-line host, and its answers through Python's json module.
     const std::string printArgs = ZERB_PRINT_ARGS_PATH;
-    const std::vector<std::string> lines = zerbtest::RunFmxhost(
-        {"ZbFile_Version(\"-RegisterExecuteShellFunction\")",
-         "ZbFile_RunCommand(\"\" ; \"{\\\"argv\\\":[\\\"" + printArgs + "\\\",\\\"a b\\\",\\\"$x\\\",\\\"\\\\\\\"q\\\\\\\"\\\"]}\")",
-         "ZbFile_RunCommand(\"-Background\" ; \"{\\\"shell\\\":\\\"echo bg; exit 2\\\"}\")",
-         "ZbFile_CommandStatus(\"\" ; 1 ; 5)",
-         "ZbFile_RunCommand(\"\" ; \"{\\\"argv\\\":[\\\"zerb-no-such-program\\\"]}\")"},
-        "timeout 20");
-    ASSERT_EQ(lines.size(), 5u) << (lines.empty() ? "" : lines[0]);
-    EXPECT_EQ(lines[0], "0");
-    const auto direct = Parse(lines[1]);
-    EXPECT_EQ(Str(direct, "stdout"), "[\"a b\",\"$x\",\"\\\"q\\\"\"]");
-    EXPECT_EQ(IntOf(Parse(lines[2]), "job"), 1);
-    const auto status = Parse(lines[3]);
-    EXPECT_EQ(Str(status, "stdout"), "bg\n");
-    EXPECT_EQ(IntOf(status, "exitCode"), 2);
-    EXPECT_EQ(lines[4], "$$-43");
-    const fs::path answers = fs::temp_directory_path() / ("zerb-run-answers-" + std::to_string(getpid()));
-    std::ofstream(answers) << lines[1] << "\n" << lines[2] << "\n" << lines[3] << "\n";
-    const std::string check = "python3 -c 'import json, sys\nfor line in open(sys.argv[1]): json.loads(line)' '" +
-                              answers.string() + "'";
-    EXPECT_EQ(std::system(check.c_str()), 0);
-    fs::remove(answers);
+    EXPECT_EQ(zerbtest::AnswersPythonCannotRead(
+                  {"ZbFile_Version(\"-RegisterExecuteShellFunction\")",
+                   "ZbFile_RunCommand(\"\" ; \"{\\\"argv\\\":[\\\"" + printArgs + "\\\",\\\"a b\\\",\\\"$x\\\",\\\"\\\\\\\"q\\\\\\\"\\\"]}\")",
+                   "ZbFile_RunCommand(\"-Background\" ; \"{\\\"shell\\\":\\\"echo bg; exit 2\\\"}\")",
+                   "ZbFile_CommandStatus(\"\" ; 1 ; 5)"}),
+              "");
 }

@@ -25,9 +25,7 @@ const std::string kProbe = std::string(ZERB_RUN_PREFIX) + " '" + ZERB_LOAD_PROBE
 }  // namespace
 
 TEST(Shipping, TheServerSeesTheVersionFromTheSoname) {
-    EXPECT_EQ(zhost::ModuleSoname(ZERB_PLUGIN_PATH), "3.6.1");
-    EXPECT_EQ(zhost::ModuleSoname(ZERB_LOAD_PROBE_PATH), "");  // a program has none
-    EXPECT_EQ(zhost::ModuleSoname("/nonexistent"), "");
+    // fmxhost reads the version from the soname (module_checks checks the soname itself).
     const auto [info, ok] = Shell(std::string(ZERB_RUN_PREFIX) + " '" + ZERB_FMXHOST_PATH + "' --plugin '" +
                                 ZERB_PLUGIN_PATH + "' --info");
     ASSERT_TRUE(ok) << info;

@@ -405,7 +405,6 @@ TEST_F(Substitute, NewContentsAbandonedByAnExceptionLeaveNothing) {
 
 TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
     const std::string f = root + "/f", g = root + "/g", link = root + "/l";
-    fmx::ExprEnvUniquePtr env;
     std::string large, largeReplaced;
     while (large.size() < (5u << 20)) {
         large += "one two one ";
@@ -421,27 +420,19 @@ TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
         const size_t untouched = c.viaLink ? 2 : 1;  // the items there are when nothing was made
         // ENOSYS and EINVAL also stand for a kernel or file system without the exchange, whose
         // fallback must still leave the old or the new contents whole.
-        for (const int error : {EIO, ENOSPC, EINTR, ENOSYS, EINVAL}) {
-            for (long n = 1;; ++n) {
-                SCOPED_TRACE(std::to_string(old.size()) + " bytes " + (c.inPlace ? "in place" : "to a destination") +
-                             (c.viaLink ? " through a link" : "") + ", call " + std::to_string(n) + ", errno " +
-                             std::to_string(error));
+        SCOPED_TRACE(std::to_string(old.size()) + " bytes " + (c.inPlace ? "in place" : "to a destination") +
+                     (c.viaLink ? " through a link" : ""));
+        zerbtest::SweepFailingCalls(
+            {EIO, ENOSPC, EINTR, ENOSYS, EINVAL},
+            [&] {
                 fs::remove_all(root);
                 fs::create_directories(root);
                 Write(f, old);
                 lsetxattr(f.c_str(), "user.note", "kept", 4, 0);
                 if (c.viaLink) fs::create_symlink("f", link);
-                fmx::DataVectUniquePtr parameters;
-                for (const std::string &v : {std::string(), c.viaLink ? link : f, c.inPlace ? std::string() : g,
-                                             std::string("one"), std::string("1")})
-                    parameters->PushBack(*zerbtest::TextData(v));
-                fmx::DataUniquePtr result;
-                ZbSysFailCall(n, error);
-                const long first = ZbSysCallCount();
-                ZbFile7_DoSubstitute(4283, *env, *parameters, *result);
-                const bool reached = ZbSysCallCount() - first >= n;
-                ZbSysFailCall(0, 0);
-                const std::string answer = zerbtest::TextOf(*result);
+            },
+            [&] { return zerbtest::CallHandler(ZbFile7_DoSubstitute, {"", c.viaLink ? link : f, c.inPlace ? "" : g, "one", "1"}, 4283); },
+            [&](const std::string &answer, bool reached) {
                 const size_t items = size_t(std::distance(fs::directory_iterator(root), fs::directory_iterator()));
                 if (c.viaLink) {
                     EXPECT_TRUE(fs::is_symlink(link));
@@ -450,11 +441,10 @@ TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
                     EXPECT_TRUE(Contents(c.inPlace ? f : g) == replaced);
                     // Only the removal of the old contents under their temporary name failed.
                     if (items != untouched + (c.inPlace ? 0 : 1)) {
-                        for (const auto &e : fs::directory_iterator(root)) {
+                        for (const auto &e : fs::directory_iterator(root))
                             if (e.path() != f && e.path() != link) {
                                 EXPECT_TRUE(Contents(e.path().string()) == old);
                             }
-                        }
                     }
                 } else {
                     EXPECT_EQ(answer.substr(0, 3), "$$-");
@@ -463,9 +453,7 @@ TEST_F(Substitute, AFailedSystemCallLeavesTheSourceAsItWas) {
                 }
                 if (!reached) {
                     EXPECT_EQ(answer, "0");
-                    break;
                 }
-            }
-        }
+            });
     }
 }

@@ -75,8 +75,7 @@ TEST(TextToBytes, BytesOnlyAndHostEncodings) {
     XP7_TxtToCStr(t, 2, 3, 10, buf, fmx::Text::kEncoding_UTF8);
     EXPECT_STREQ(buf, "234");
 
-    auto e = Units(u"\u00E9\u20AC\0z");
-    e = Units(std::u16string(u"\u00E9\u20AC\0z", 4));
+    auto e = Units(std::u16string(u"\u00E9\u20AC\0z", 4));
     unsigned char block[8];
     unsigned long len = 0;
     ZbTextEncoding bytesOnly = kZbEncodingBytesOnly;
