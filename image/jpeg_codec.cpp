@@ -60,6 +60,9 @@ uint32_t Get(const uint8_t *p, int bytes, bool bigEndian) {
     return v;
 }
 
+// Restart markers and TEM stand alone: no length field follows them.
+bool Parameterless(uint8_t marker) { return (marker >= 0xD0 && marker <= 0xD7) || marker == 0x01; }
+
 // The contents of the first segment with the marker whose contents begin with the signature,
 // before the image data; its length (without the length field) in `length`. Null when there is
 // none or the marker stream is broken before it.
@@ -75,6 +78,10 @@ const uint8_t *FindSegment(const uint8_t *data, size_t size, uint8_t wanted, con
             continue;
         }
         if (marker == 0xDA || marker == 0xD9) return nullptr;  // image data: no such segment before it
+        if (Parameterless(marker)) {
+            at += 2;
+            continue;
+        }
         const size_t field = Get(data + at + 2, 2, true);
         if (field < 2 || at + 2 + field > size) return nullptr;
         const uint8_t *segment = data + at + 4;
@@ -111,6 +118,10 @@ bool HoldsWholeImage(const uint8_t *data, size_t size) {
             continue;
         }
         if (marker == 0xD9) return false;
+        if (Parameterless(marker)) {
+            at += 2;
+            continue;
+        }
         const size_t field = Get(data + at + 2, 2, true);
         if (field < 2 || at + 2 + field > size) return false;
         const uint8_t *segment = data + at + 4;

@@ -142,6 +142,11 @@ TEST_F(DecoderTest, HugeDeclaredSizesAndDamagedFilesAnswerErrors) {
     ASSERT_NE(sof, std::string::npos);
     expectTooLarge(progressive, {{sof + 5, big30k}, {sof + 7, big30k}}, Scaled(Zb7_DecodeJPEG, 100),
                    "progressive jpeg");
+    // Markers without a length (a restart marker, TEM) before the frame do not hide it.
+    for (const std::string &parameterless : {std::string("\xFF\xD0", 2), std::string("\xFF\x01", 2)})
+        expectTooLarge(progressive.substr(0, 2) + parameterless + progressive.substr(2),
+                       {{sof + 7, big30k}, {sof + 9, big30k}}, Scaled(Zb7_DecodeJPEG, 100),
+                       "progressive jpeg behind a marker without a length");
 
     // Cut files and noise behind a right signature: errors, never a crash.
     const std::pair<const char *, Decoder> formats[] = {{"png", Plain(Zb7_DecodePNG)},   {"gif", Plain(Zb7_DecodeGIF)},
