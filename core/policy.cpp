@@ -13,6 +13,7 @@
 #include "core/functions.h"
 #include "core/rapidjson.h"
 #include "platform/errors.h"
+#include "platform/file_system.h"
 #include "platform/protected_file.h"
 #include "platform/system_log.h"
 
@@ -20,36 +21,25 @@ namespace {
 
 // ---- names ----
 
-// The position of a function's first path parameter in its prototype ("path", "source" or
-// "location"), or -1: the one parameter a refusal's log line may show.
-constexpr int FirstPathParameter(std::string_view signature) {
-    int index = 0;
-    size_t at = 0;
-    while (at < signature.size()) {
-        size_t end = signature.find(';', at);
-        if (end == std::string_view::npos) end = signature.size();
-        std::string_view word = signature.substr(at, end - at);
-        const auto first = word.find_first_not_of(" (){}");
-        const auto last = word.find_last_not_of(" (){}");
-        word = first == std::string_view::npos ? std::string_view() : word.substr(first, last - first + 1);
-        if (word == "path" || word == "source" || word == "location") return index;
-        ++index;
-        at = end + 1;
-    }
-    return -1;
-}
-
 struct ZbNamedFunction {
     std::string_view name;  // after "ZbFile_"
     short id;
-    int pathParameter;
+    std::string_view signature;
 };
 
 constexpr ZbNamedFunction kNames[] = {
 #define ZB_FUNCTION(id, name, group, minimum, maximum, handler, signature) \
-    {#name, id, FirstPathParameter(signature)},
+    {#name, id, signature},
 #include "core/functions.def"
 #undef ZB_FUNCTION
+};
+
+// The functions whose every call is logged (with "log": true): they delete, move, overwrite,
+// rewrite contents in place, or run something.
+constexpr short kChangingFunctions[] = {
+    kZbFnDeleteFile,  kZbFnDeleteFolder,   kZbFnMoveFile,   kZbFnCopyFile,    kZbFnCopyFolder,
+    kZbFnSetContents, kZbFnAppendContents, kZbFnSubstitute, kZbFnSetMetaData, kZbFnExecuteShell,
+    kZbFnRunCommand,  kZbFnLaunch,         kZbFnMountDisk,  kZbFnUnmountDisk,
 };
 
 bool SameIgnoringCase(std::string_view a, std::string_view b) {
@@ -108,7 +98,7 @@ bool ReadDenials(const JsonValue &value, const std::string &where, std::vector<s
                      (item.IsString() ? ": " + std::string(item.GetString(), item.GetStringLength()) : std::string());
             return false;
         }
-        // Version and Control stay available whatever the policy says (see ZbPolicyRefuses).
+        // Version and Control stay available whatever the policy says (the dispatcher does not ask about them).
         if (id != kZbFnVersion && id != kZbFnControl) denied.push_back(id);
     }
     return true;
@@ -131,8 +121,10 @@ bool ReadRules(const JsonValue &object, const std::string &where, bool global, Z
         }
         if (key == "read") {
             if (!ReadFolders(member.value, at, rules.read, reason)) return false;
+            rules.limitsFolders = true;
         } else if (key == "write") {
             if (!ReadFolders(member.value, at, rules.write, reason)) return false;
+            rules.limitsFolders = true;
         } else if (key == "deny") {
             if (!ReadDenials(member.value, at, rules.denied, reason)) return false;
         } else if (global && key == "log") {
@@ -169,6 +161,71 @@ bool ReadRules(const JsonValue &object, const std::string &where, bool global, Z
     std::sort(rules.denied.begin(), rules.denied.end());
     rules.denied.erase(std::unique(rules.denied.begin(), rules.denied.end()), rules.denied.end());
     return true;
+}
+
+// ---- folders ----
+
+// A folder as the kernel finds it (links and ".." resolved); one that does not exist yet is kept
+// as written, without "." components and trailing "/".
+std::string RealFolder(const std::string &folder) {
+    std::string real;
+    if (Zb7_PlatformRealPath(folder, real) == 0) return real;
+    std::string clean;
+    size_t at = 0;
+    while (at < folder.size()) {
+        size_t end = folder.find('/', at);
+        if (end == std::string::npos) end = folder.size();
+        const std::string_view part = std::string_view(folder).substr(at, end - at);
+        if (part == "..") {
+            const size_t slash = clean.rfind('/');
+            clean.resize(slash == std::string::npos ? 0 : slash);
+        } else if (!part.empty() && part != ".") {
+            clean.append("/").append(part);
+        }
+        at = end + 1;
+    }
+    return clean.empty() ? "/" : clean;
+}
+
+bool Within(const std::string &path, const std::string &folder) {
+    return folder == "/" || path == folder ||
+           (path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/');
+}
+
+// The part of the folders `a` that also lies in the folders `b`.
+std::vector<std::string> Meet(const std::vector<std::string> &a, const std::vector<std::string> &b) {
+    std::vector<std::string> out;
+    for (const std::string &f : a)
+        if (std::any_of(b.begin(), b.end(), [&](const std::string &g) { return Within(f, g); })) out.push_back(f);
+    for (const std::string &g : b)
+        if (std::any_of(a.begin(), a.end(), [&](const std::string &f) { return Within(g, f); })) out.push_back(g);
+    std::sort(out.begin(), out.end());
+    out.erase(std::unique(out.begin(), out.end()), out.end());
+    return out;
+}
+
+ZbConfinement FoldersOf(const ZbPolicyRules &rules) {
+    ZbConfinement c;
+    for (const std::string &f : rules.write) c.write.push_back(RealFolder(f));
+    c.read = c.write;
+    for (const std::string &f : rules.read) c.read.push_back(RealFolder(f));
+    return c;
+}
+
+// Each scope's folders, a database's met with the global ones.
+void ResolveFolders(ZbPolicy &policy) {
+    if (policy.global.limitsFolders) policy.global.folders = FoldersOf(policy.global);
+    for (auto &[name, rules] : policy.databases) {
+        if (!rules.limitsFolders) {
+            rules.folders = policy.global.folders;
+        } else if (!policy.global.folders) {
+            rules.folders = FoldersOf(rules);
+        } else {
+            const ZbConfinement own = FoldersOf(rules);
+            rules.folders = ZbConfinement{Meet(own.read, policy.global.folders->read),
+                                          Meet(own.write, policy.global.folders->write)};
+        }
+    }
 }
 
 // ---- the process's policy ----
@@ -226,6 +283,7 @@ void Reload(PolicyState &s) {
         auto policy = std::make_shared<ZbPolicy>();
         std::string reason;
         if (ZbParsePolicy(text, *policy, reason) != 0) return FailClosed(s, reason);
+        ResolveFolders(*policy);
         s.policy = std::move(policy);
         s.failingClosed = false;
     } catch (...) {
@@ -268,19 +326,9 @@ std::string DatabaseOf(const fmx::ExprEnv &env) {
     }
 }
 
-void LogRefusal(short functionId, const std::string &database, const fmx::DataVect &parameters) {
-    std::string line = "refused: database ";
-    line += database.empty() ? "-" : database;
-    const ZbNamedFunction *f = FunctionOfId(functionId);
-    line += ", function ZbFile_" + std::string(f ? f->name : "?");
-    if (f && f->pathParameter >= 0 && fmx::uint32(f->pathParameter) < parameters.Size()) {
-        try {
-            std::string path = Utf8Of(parameters.AtAsText(fmx::uint32(f->pathParameter)));
-            if (path.size() > 1024) path = path.substr(0, 1024) + "...";
-            line += ", path " + path;
-        } catch (...) {
-        }
-    }
+// Writes one line, unless kLogLinesPerSecond were written in this second already; the number
+// dropped is told with the next line written.
+void LogLine(const std::string &line) {
     PolicyState &s = State();
     long dropped = 0;
     {
@@ -299,9 +347,45 @@ void LogRefusal(short functionId, const std::string &database, const fmx::DataVe
         ++s.logLines;
     }
     if (dropped > 0)
-        Zb7_PlatformSystemLog(ZbLogLevel::notice, std::to_string(dropped) + " refusal lines dropped (more than " +
+        Zb7_PlatformSystemLog(ZbLogLevel::notice, std::to_string(dropped) + " log lines dropped (more than " +
                                                       std::to_string(kLogLinesPerSecond) + " a second)");
     Zb7_PlatformSystemLog(ZbLogLevel::notice, line);
+}
+
+// Whether a parameter of this name may be shown in the log: the paths and volumes a function
+// touches, never a password, a command or a command's input.
+bool Logged(std::string_view parameter) {
+    return parameter == "path" || parameter == "source" || parameter == "destination" || parameter == "location" ||
+           parameter == "volume" || parameter == "volumeName";
+}
+
+// `what` ("refused" or "called"), the database, the function and the parameters it may show,
+// each with its name.
+void LogCall(const char *what, short functionId, const std::string &database, const fmx::DataVect &parameters) {
+    std::string line = std::string(what) + ": database ";
+    line += database.empty() ? "-" : database;
+    const ZbNamedFunction *f = FunctionOfId(functionId);
+    line += ", function ZbFile_" + std::string(f ? f->name : "?");
+    const std::string_view signature = f ? f->signature : std::string_view();
+    fmx::uint32 index = 0;
+    for (size_t at = 0; at < signature.size() && index < parameters.Size(); ++index) {
+        size_t end = signature.find(';', at);
+        if (end == std::string_view::npos) end = signature.size();
+        std::string_view word = signature.substr(at, end - at);
+        at = end + 1;
+        const auto first = word.find_first_not_of(" (){}");
+        const auto last = word.find_last_not_of(" (){}");
+        word = first == std::string_view::npos ? std::string_view() : word.substr(first, last - first + 1);
+        if (!Logged(word)) continue;
+        try {
+            std::string text = Utf8Of(parameters.AtAsText(index));
+            if (text.size() > 1024) text = text.substr(0, 1024) + "...";
+            for (char &c : text) c = c == '\n' || c == '\r' ? ' ' : c;  // one line in the log
+            line += ", " + std::string(word) + " " + text;
+        } catch (...) {
+        }
+    }
+    LogLine(line);
 }
 
 }  // namespace
@@ -347,25 +431,45 @@ void ZbPolicyLoad() {
     Refresh(s, true);
 }
 
-bool ZbPolicyRefuses(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters) {
-    std::shared_ptr<const ZbPolicy> policy;
+ZbPolicyCall::ZbPolicyCall(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters)
+    : functionId_(functionId), env_(env), parameters_(parameters) {
     {
         PolicyState &s = State();
         std::lock_guard lock(s.mutex);
         Refresh(s, false);
-        if (s.failingClosed) return true;
-        if (!s.policy) return false;
-        policy = s.policy;
+        if (s.failingClosed) {
+            refused_ = true;
+            return;
+        }
+        if (!s.policy) return;
+        policy_ = s.policy;
     }
-    bool refused = policy->global.Denies(functionId);
-    std::string database;
+    rules_ = &policy_->global;
     bool named = false;
-    if (!refused && policy->hasDatabases) {
-        database = DatabaseOf(env);
+    if (policy_->hasDatabases) {
+        database_ = DatabaseOf(env);
         named = true;
-        const ZbPolicyRules *rules = database.empty() ? nullptr : policy->RulesOf(database);
-        refused = rules && rules->Denies(functionId);
+        if (const ZbPolicyRules *own = database_.empty() ? nullptr : policy_->RulesOf(database_)) rules_ = own;
     }
-    if (refused && policy->log) LogRefusal(functionId, named ? database : DatabaseOf(env), parameters);
-    return refused;
+    refused_ = policy_->global.Denies(functionId) || rules_->Denies(functionId);
+    if (refused_ && policy_->log) {
+        if (!named) database_ = DatabaseOf(env);
+        LogCall("refused", functionId, database_, parameters);
+    }
+}
+
+const ZbConfinement *ZbPolicyCall::Folders() const {
+    // FindFolder and GetPathTo only answer where a system folder or the application is: they read
+    // and change nothing, so the paths they answer give no access the folders do not.
+    if (functionId_ == kZbFnFindFolder || functionId_ == kZbFnGetPathTo) return nullptr;
+    return rules_ && rules_->folders ? &*rules_->folders : nullptr;
+}
+
+void ZbPolicyCall::Finished(bool refusedByFolders) {
+    if (!policy_ || !policy_->log) return;
+    const bool changing = std::find(std::begin(kChangingFunctions), std::end(kChangingFunctions), functionId_) !=
+                          std::end(kChangingFunctions);
+    if (!refusedByFolders && !changing) return;
+    if (!policy_->hasDatabases) database_ = DatabaseOf(env_);
+    LogCall(refusedByFolders ? "refused" : "called", functionId_, database_, parameters_);
 }

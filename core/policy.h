@@ -1,7 +1,7 @@
 // The server's policy: an administrator's file, /etc/zerbfile/policy.json, that confines the
 // plug-in. It denies functions, for every database or for one database file, lists the folders
-// that may be read and written (read and checked for form; not yet enforced), and asks for a
-// system log line for each refused call.
+// that may be read and written, and asks for a system log line for each refused call and each
+// call that deletes, moves, overwrites, rewrites or runs something.
 //
 // Without the file the plug-in works as it always did. A file that is unsafe (not root's, or
 // writable by others, or in such a folder) or malformed fails closed: every function but Version
@@ -11,18 +11,25 @@
 #define ZERB_CORE_POLICY_H
 
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "fmx/fmx.h"
+#include "platform/confinement.h"
 
 constexpr char kZbPolicyPath[] = "/etc/zerbfile/policy.json";
 
 // The rules of one scope: the whole server, or one database file.
 struct ZbPolicyRules {
-    std::vector<std::string> read, write;  // absolute folder paths
+    std::vector<std::string> read, write;  // absolute folder paths, as written
+    bool limitsFolders = false;            // "read" or "write" is given (a missing one lists nothing)
     std::vector<short> denied;             // function ids, sorted
+    // The folders a call of this scope may touch, as real paths (for a database, met with the
+    // global ones); none when neither this scope nor the global one limits folders.
+    std::optional<ZbConfinement> folders;
     bool Denies(short functionId) const;
 };
 
@@ -45,8 +52,28 @@ short ZbFunctionIdOfName(std::string_view name);
 // Reads the policy file now (at init), whatever the time of the last look.
 void ZbPolicyLoad();
 
-// True when the policy refuses this call; a refused call is logged when the policy asks for it.
-// Version and Control are never refused (the dispatcher does not ask for them).
-bool ZbPolicyRefuses(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters);
+// The policy's word on one call, taken when the call begins and held to its end (a policy read
+// again meanwhile applies from the next call). Version and Control are never asked about.
+class ZbPolicyCall {
+public:
+    ZbPolicyCall(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters);
+    // Whether the call is refused outright: a denied function, or a policy failing closed.
+    // Logged when the policy asks for it.
+    bool Refused() const { return refused_; }
+    // The folders the call may touch; null when the policy limits none.
+    const ZbConfinement *Folders() const;
+    // After the call: logs it when the policy asks for it and the call was refused for touching
+    // something outside its folders, or deletes, moves, overwrites, rewrites or runs something.
+    void Finished(bool refusedByFolders);
+
+private:
+    short functionId_;
+    const fmx::ExprEnv &env_;
+    const fmx::DataVect &parameters_;
+    std::shared_ptr<const ZbPolicy> policy_;
+    const ZbPolicyRules *rules_ = nullptr;  // the database's, or the global ones
+    std::string database_;
+    bool refused_ = false;
+};
 
 #endif

@@ -40,24 +40,42 @@ bool ZbSearchNameMatches(const std::string &name, const std::string &pattern, bo
 
 namespace {
 
+// For a confined walk through a folder outside the allowed ones: keeps only the entries inside an
+// allowed folder and the folders above one (to reach it), marking those inside.
+void Confine(const ZbSearchIterator &search, ZbSearchLevel &level) {
+    if (!search.confinement || level.inside) return;
+    std::vector<ZbFolderEntry> kept;
+    level.shown.clear();
+    for (ZbFolderEntry &entry : level.entries) {
+        const ZbPlace place = Zb7_ConfinementPlace(*search.confinement, ZbJoinPath(level.path, entry.name));
+        if (place == ZbPlace::outside || (place == ZbPlace::above && entry.kind != kZbEntryFolder)) continue;
+        level.shown.push_back(place == ZbPlace::inside);
+        kept.push_back(std::move(entry));
+    }
+    level.entries = std::move(kept);
+}
+
 // Opens and reads the folder of the level just pushed, from the deepest level above that holds
 // its folder open (the volume's root at the bottom); an unreadable folder keeps no entries.
-void EnterLevel(const ZbFolderHandle &root, std::vector<ZbSearchLevel> &levels) {
+void EnterLevel(const ZbSearchIterator &search, std::vector<ZbSearchLevel> &levels) {
     ZbSearchLevel &level = levels.back();
     size_t base = levels.size() - 1;
     while (base > 0 && levels[base - 1].folder.fd < 0) --base;
     std::vector<const std::string *> names;
     for (size_t k = base; k < levels.size(); ++k) names.push_back(&levels[k].name);
-    if (Zb7_PlatformOpenFolderBelow(base > 0 ? levels[base - 1].folder : root, names, level.folder) != 0) return;
+    if (Zb7_PlatformOpenFolderBelow(base > 0 ? levels[base - 1].folder : search.root.folder, names, level.folder) != 0)
+        return;
     if (Zb7_PlatformReadFolder(level.folder, level.entries) != 0) level.entries.clear();
     ZbSortEntries(level.entries);
+    Confine(search, level);
     if (levels.size() >= kZbSearchOpenLevels) level.folder.Close();
 }
 
 // One entry met by the walk: listed or counted when it matches.
-void Meet(const ZbSearchIterator &search, const ZbSearchLevel &level, const ZbFolderEntry &entry,
+void Meet(const ZbSearchIterator &search, const ZbSearchLevel &level, size_t index,
           std::vector<ZbListItem> &items, uint64_t &files, uint64_t &folders) {
-    if (!ZbSearchNameMatches(entry.name, search.pattern, search.switches.exactName)) return;
+    const ZbFolderEntry &entry = level.entries[index];
+    if (!level.Shows(index) || !ZbSearchNameMatches(entry.name, search.pattern, search.switches.exactName)) return;
     uint16_t flags = 0;
     if (ZbEntryNeedsFlags(entry, search.switches)) {
         if (level.folder.fd >= 0) {
@@ -84,21 +102,24 @@ void RunTask(const ZbSearchIterator &search, size_t index, ZbSearchIterator::Tas
     ZbSearchLevel &top = levels.emplace_back();
     top.name = search.root.entries[index].name;
     top.path = ZbJoinPath(search.root.path, top.name);
-    EnterLevel(search.root.folder, levels);
+    top.inside = search.root.Shows(index);
+    EnterLevel(search, levels);
     while (!levels.empty() && !search.stop) {
         ZbSearchLevel &level = levels.back();
         if (level.next == level.entries.size()) {
             levels.pop_back();
             continue;
         }
-        const ZbFolderEntry &entry = level.entries[level.next++];
-        Meet(search, level, entry, task.items, task.files, task.folders);
+        const size_t at = level.next++;
+        const ZbFolderEntry &entry = level.entries[at];
+        Meet(search, level, at, task.items, task.files, task.folders);
         if (entry.kind == kZbEntryFolder) {
             ZbSearchLevel child;
             child.name = entry.name;
             child.path = ZbJoinPath(level.path, entry.name);
+            child.inside = level.Shows(at);
             levels.push_back(std::move(child));
-            EnterLevel(search.root.folder, levels);
+            EnterLevel(search, levels);
         }
     }
 }
@@ -156,9 +177,17 @@ long StartSearch(ZbSearchIterator &search, const FLswitchTag &switches) {
     search.switches = switches;
     search.pattern = ZbSearchPattern(switches.searchName);
     search.root.path = search.volume.mountPoint;
-    if (const long err = Zb7_PlatformOpenFolder(search.root.path, search.root.folder)) return err;
+    search.confinement = Zb7_CurrentConfinement();
+    if (search.confinement) {
+        // A volume that holds none of the call's folders has nothing to show.
+        const ZbPlace place = Zb7_ConfinementPlace(*search.confinement, search.root.path);
+        if (place == ZbPlace::outside) return 0;
+        search.root.inside = place == ZbPlace::inside;
+    }
+    if (const long err = Zb7_PlatformOpenFolderToWalk(search.root.path, search.root.folder)) return err;
     if (const long err = Zb7_PlatformReadFolder(search.root.folder, search.root.entries)) return err;
     ZbSortEntries(search.root.entries);
+    Confine(search, search.root);
     search.tasks.resize(search.root.entries.size());
     const auto folders = std::count_if(search.root.entries.begin(), search.root.entries.end(),
                                        [](const ZbFolderEntry &e) { return e.kind == kZbEntryFolder; });
@@ -202,7 +231,7 @@ long Zb7_Mac_NameFileSearchXBetter(ZbSearchIterator &search, const FLswitchTag &
         if (search.rootNext == search.root.entries.size()) return kFnfErr;
         const size_t index = search.rootNext++;
         const ZbFolderEntry &entry = search.root.entries[index];
-        Meet(search, search.root, entry, items, search.files, search.folders);
+        Meet(search, search.root, index, items, search.files, search.folders);
         if (entry.kind == kZbEntryFolder) {
             TaskOf(search, index);
             search.serving = index;

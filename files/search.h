@@ -12,13 +12,15 @@
 #include <vector>
 
 #include "files/file_list.h"
+#include "platform/confinement.h"
 #include "platform/folder_reader.h"
 #include "platform/volumes.h"
 
 // The walk of one Search, kept by the call between its batches: depth first, each folder's
 // entries in catalog order, a folder's own line before its contents. Symbolic links are items,
 // never followed; a folder of another mount is an item, never entered; a folder that cannot be
-// read is an item whose contents are skipped. A level holds its folder open while the walk is
+// read is an item whose contents are skipped. A confined call's walk leaves out what lies outside
+// its folders. A level holds its folder open while the walk is
 // less than kZbSearchOpenLevels deep; deeper folders are reached again from the deepest one held.
 //
 // The folders at the top of the volume are walked as tasks, in order, by the calling thread and
@@ -32,10 +34,18 @@ struct ZbSearchLevel {
     ZbFolderHandle folder;
     std::vector<ZbFolderEntry> entries;
     size_t next = 0;
+    // For a confined call: whether the folder lies inside an allowed one; if not, its entries are
+    // only those inside one or folders above one, and `shown` says which are inside.
+    bool inside = true;
+    std::vector<bool> shown;
+    bool Shows(size_t index) const { return inside || shown[index]; }
 };
 
 struct ZbSearchIterator {
     ZbVolume volume;
+    // A confined call's search sees only what lies inside its folders, and walks the folders above
+    // them only to reach them (taken from the calling thread when the walk starts).
+    const ZbConfinement *confinement = nullptr;
     bool countOnly = false;  // count matches (files, folders) instead of listing them
     uint64_t files = 0, folders = 0;
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <charconv>
 
+#include "platform/confinement.h"
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/file_system.h"
@@ -37,7 +38,9 @@ long ReadError(const std::string &path, int error) {
 long Zb7_PlatformGetItemInfo(const std::string &path, ZbItemInfo &info) {
     info = {};
     struct statx sx;
-    if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
+    ZbConfinedItem item;
+    if (!item.Resolve(AT_FDCWD, path.c_str(), ZbAccess::look, false)) return Zb7_ErrnoToOSErr(errno);
+    if (statx(item.dirFd, item.path, AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0)
         return ReadError(path, errno);
     info.mountRoot = (sx.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) ? (sx.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0
                                                                         : true;  // unknown: maybe

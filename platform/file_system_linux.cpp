@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 
+#include "platform/confinement.h"
 #include "platform/errors.h"
 #include "platform/file_system.h"
 #include "platform/system_calls.h"
@@ -58,14 +59,19 @@ int StatNode(int dirFd, const char *path, int flags, ZbNodeInfo &info) {
 
 long Zb7_PlatformGetNodeInfo(const std::string &path, bool follow, ZbNodeInfo &info) {
     info = {};
-    if (const int error = StatNode(AT_FDCWD, path.c_str(), follow ? 0 : AT_SYMLINK_NOFOLLOW, info))
+    ZbConfinedItem item;
+    if (!item.Resolve(AT_FDCWD, path.c_str(), ZbAccess::look, follow)) return Zb7_ErrnoToOSErr(errno);
+    if (const int error = StatNode(item.dirFd, item.path, follow && !item.followed ? 0 : AT_SYMLINK_NOFOLLOW, info))
         return error == ENOENT ? MissingItemError(path) : Zb7_ErrnoToOSErr(error);
     return 0;
 }
 
 long Zb7_PlatformFolderInfo(const std::string &path, ZbNodeInfo &info, std::string &realPath) {
     info = {};
-    const ZbUniqueFd folder(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ZbConfinedItem item;
+    if (!item.Resolve(AT_FDCWD, path.c_str(), ZbAccess::look, true)) return Zb7_ErrnoToOSErr(errno);
+    const ZbUniqueFd folder(
+        openat(item.dirFd, item.path, O_PATH | O_DIRECTORY | O_CLOEXEC | (item.followed ? O_NOFOLLOW : 0)));
     if (folder.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : Zb7_ErrnoToOSErr(errno);
     if (const int error = StatNode(folder.fd, "", AT_EMPTY_PATH, info)) return Zb7_ErrnoToOSErr(error);
     // The kernel knows the path the descriptor was opened at; without /proc, resolve it again.
@@ -94,7 +100,9 @@ long Zb7_PlatformRealPath(const std::string &path, std::string &resolved) {
 
 long Zb7_PlatformListNames(const std::string &folder, std::vector<std::string> &names) {
     names.clear();
-    std::unique_ptr<DIR, int (*)(DIR *)> dir(opendir(folder.c_str()), closedir);
+    ZbUniqueFd fd(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::unique_ptr<DIR, int (*)(DIR *)> dir(fd.fd < 0 ? nullptr : fdopendir(fd.fd), closedir);
+    if (dir) fd.Release();
     if (!dir) return errno == ENOENT ? MissingItemError(folder) : Zb7_ErrnoToOSErr(errno);
     for (;;) {
         errno = 0;

@@ -12,8 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/unique_fd.h"
+#include "platform/confinement.h"
 #include "platform/errors.h"
+#include "platform/unique_fd.h"
 #include "platform/file_attributes.h"
 #include "platform/file_tree.h"
 #include "platform/item_metadata_linux.h"
@@ -27,9 +28,9 @@ long ErrorOf(int error) { return Zb7_ErrnoToOSErr(error); }
 // Opens an item to read it, without moving its access time where this process may ask that (it
 // owns the item, or has the privilege): a copy reads the original and must leave it as it was.
 int OpenToRead(int dirFd, const char *name, int flags) {
-    const int fd = openat(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOATIME);
+    const int fd = Zb7_ConfinedOpen(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NOATIME);
     if (fd >= 0 || errno != EPERM) return fd;
-    return openat(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    return Zb7_ConfinedOpen(dirFd, name, flags | O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
 }
 
 int OpenFolderAt(int dirFd, const char *name) { return OpenToRead(dirFd, name, O_DIRECTORY); }
@@ -483,7 +484,7 @@ bool CopyFileUnnamed(int in, const struct stat &st, int dirFd, const std::string
 }  // namespace
 
 long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, const ZbFinderInfo &info) {
-    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     const bool withInfo = info.bytes != ZbFinderInfo{}.bytes;
     const auto setInfo = [&](int fd) {
@@ -514,7 +515,7 @@ long Zb7_PlatformCreateFile(const std::string &folder, const std::string &name, 
 }
 
 long Zb7_PlatformCreateFolder(const std::string &folder, const std::string &name) {
-    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     if (ZbSys_mkdirat(dir.fd, name.c_str(), 0777) != 0) return ErrorOf(errno);
     return 0;
@@ -530,7 +531,7 @@ long Zb7_PlatformDeleteItem(const std::string &path) {
 long Zb7_PlatformDeleteTree(const std::string &path) {
     std::string folder, name;
     SplitPath(path, folder, name);
-    ZbUniqueFd parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd parent(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (parent.fd < 0) return ErrorOf(errno);
     return DeleteTreeAt(parent.fd, name);
 }
@@ -538,11 +539,11 @@ long Zb7_PlatformDeleteTree(const std::string &path) {
 long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, const std::string &name) {
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);
-    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     std::string sourceFolder, sourceName;
     SplitPath(source, sourceFolder, sourceName);
-    ZbUniqueFd inDir(open(sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd inDir(Zb7_ConfinedOpen(AT_FDCWD, sourceFolder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (inDir.fd < 0) return ErrorOf(errno);
     // A copy inside its own folder would walk into itself without end.
     if (const long err = RefuseInsideItself(dir.fd, st)) return err;
@@ -577,7 +578,7 @@ long Zb7_PlatformCopyItem(const std::string &source, const std::string &folder, 
 }
 
 long Zb7_PlatformMoveItem(const std::string &source, const std::string &folder, const std::string &name) {
-    ZbUniqueFd dir(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ZbUniqueFd dir(Zb7_ConfinedOpen(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (dir.fd < 0) return errno == ENOENT || errno == ENOTDIR ? kDirNFErr : ErrorOf(errno);
     struct stat st;
     if (lstat(source.c_str(), &st) != 0) return ErrorOf(errno);

@@ -31,6 +31,9 @@ struct ZbFolderHandle : ZbUniqueFd {
 // The folder at an absolute path (symbolic links on the way followed). -120 when the path leads
 // to no folder; -5000 when it may not be read.
 [[nodiscard]] long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder);
+// The same for a walk that leaves out by itself what a confined call may not see: the folder is
+// opened whatever the confinement says (a folder above the allowed ones, to reach them).
+[[nodiscard]] long Zb7_PlatformOpenFolderToWalk(const std::string &path, ZbFolderHandle &folder);
 
 // A folder below an open one, reached through `names` (one or more names, each a folder in the
 // one before), never through a symbolic link and never into another mount: -120 when one of them

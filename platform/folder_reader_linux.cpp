@@ -12,6 +12,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/confinement.h"
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/kernel_calls_linux.h"
@@ -62,6 +63,14 @@ int OpenBeneath(int base, const std::string &relative) {
 }  // namespace
 
 long Zb7_PlatformOpenFolder(const std::string &path, ZbFolderHandle &folder) {
+    folder.Close();
+    const int fd = Zb7_ConfinedOpen(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) return FolderError(errno);
+    folder.fd = fd;
+    return MountOf(fd, folder.mountId);
+}
+
+long Zb7_PlatformOpenFolderToWalk(const std::string &path, ZbFolderHandle &folder) {
     folder.Close();
     const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) return FolderError(errno);

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/confinement.h"
 #include "platform/errors.h"
 #include "platform/file_attributes.h"
 #include "platform/item_metadata_linux.h"
@@ -22,7 +23,7 @@ long Zb7_PlatformOpenDataFork(const std::string &path, bool write, ZbFork &fork)
     // Opened without waiting: a named pipe would hold the call until a writer came, and a device
     // may never end. Only a regular file has contents to read or write here.
     const int flags = (write ? O_RDWR : O_RDONLY) | O_CLOEXEC | O_NONBLOCK;
-    fork.fd = write ? ZbSys_openat(AT_FDCWD, path.c_str(), flags) : open(path.c_str(), flags);
+    fork.fd = write ? ZbSys_openat(AT_FDCWD, path.c_str(), flags) : Zb7_ConfinedOpen(AT_FDCWD, path.c_str(), flags);
     if (fork.fd < 0) return errno == ENXIO ? kNotAFileErr : Zb7_ErrnoToOSErr(errno);  // a socket
     struct stat st;
     if (ZbSys_fstat(fork.fd, &st) != 0) return Zb7_ErrnoToOSErr(errno);
@@ -98,7 +99,7 @@ long Zb7_PlatformOpenNewFile(const std::string &folder, const std::string &tempo
 }
 
 long Zb7_PlatformReplaceWith(ZbFork &fork, const std::string &path, const std::string &temporaryName) {
-    const int original = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int original = Zb7_ConfinedOpen(AT_FDCWD, path.c_str(), O_RDONLY | O_CLOEXEC);
     if (original < 0) return Zb7_ErrnoToOSErr(errno);
     struct stat st;
     long err = ZbSys_fstat(original, &st) == 0 ? 0 : Zb7_ErrnoToOSErr(errno);

@@ -131,21 +131,41 @@ void ZbUnregisterAllFunctions() {
             if (e.group == group) ZbUnregister(e.id);
 }
 
+namespace {
+
+void AnswerError(long err, fmx::Data &result) {
+    try {
+        XP7_OSErrLToData(err, result);
+    } catch (...) {
+    }
+}
+
+// A host failure inside a handler arrives as an exception; it becomes the call's error result.
+fmx::errcode RunHandler(ZbHandler handler, short functionId, const fmx::ExprEnv &env,
+                        const fmx::DataVect &parameters, fmx::Data &result) {
+    try {
+        return handler(functionId, env, parameters, result);
+    } catch (const std::bad_alloc &) {
+        AnswerError(kMemFullErr, result);
+    } catch (...) {
+        AnswerError(kIoErr, result);
+    }
+    return 0;
+}
+
+}  // namespace
+
 fmx::errcode ZbDispatchFunction(short functionId, const fmx::ExprEnv &env, const fmx::DataVect &parameters,
                                 fmx::Data &result) {
-    ZbHandler handler = nullptr;
-    if (functionId == kZbFnVersionNoParams || functionId == kZbFnVersion) {
-        handler = ZbFile7_DoVersion;
-    } else if (functionId == kZbFnControl) {
-        handler = ZbFile7_DoControl;
-    } else {
+    if (functionId == kZbFnVersionNoParams || functionId == kZbFnVersion)
+        return RunHandler(ZbFile7_DoVersion, functionId, env, parameters, result);
+    if (functionId == kZbFnControl) return RunHandler(ZbFile7_DoControl, functionId, env, parameters, result);
+    try {
         // The server's policy comes first: what the administrator refuses stays refused whatever
         // the calculation has switched.
-        if (ZbPolicyRefuses(functionId, env, parameters)) {
-            try {
-                XP7_OSErrLToData(kZbErrPolicy, result);
-            } catch (...) {
-            }
+        ZbPolicyCall policy(functionId, env, parameters);
+        if (policy.Refused()) {
+            AnswerError(kZbErrPolicy, result);
             return 0;
         }
         bool disabled;
@@ -154,30 +174,25 @@ fmx::errcode ZbDispatchFunction(short functionId, const fmx::ExprEnv &env, const
             disabled = !gPassword.empty();
         }
         if (disabled) {
-            try {
-                XP7_OSErrLToData(kZbErrDisabled, result);
-            } catch (...) {
-            }
+            AnswerError(kZbErrDisabled, result);
             return 0;
         }
         const auto index = static_cast<unsigned short>(functionId - kFirstFunctionId);
-        if (index >= kFunctionSlots) return 0;
-        handler = kRoutes[index];
-        if (!handler) return 0;
-    }
-    // A host failure inside a handler arrives as an exception; it becomes the call's error result.
-    try {
-        return handler(functionId, env, parameters, result);
-    } catch (const std::bad_alloc &) {
-        try {
-            XP7_OSErrLToData(kMemFullErr, result);
-        } catch (...) {
+        if (index >= kFunctionSlots || !kRoutes[index]) return 0;
+        // A call that touched something outside its folders was stopped there, before it changed
+        // anything outside; it answers the policy error whatever the handler made of that.
+        fmx::errcode rc;
+        bool outside;
+        {
+            const ZbConfinedCall confined(policy.Folders());
+            rc = RunHandler(kRoutes[index], functionId, env, parameters, result);
+            outside = confined.Refused();
         }
+        if (outside) AnswerError(kZbErrPolicy, result);
+        policy.Finished(outside);
+        return outside ? 0 : rc;
     } catch (...) {
-        try {
-            XP7_OSErrLToData(kIoErr, result);
-        } catch (...) {
-        }
+        AnswerError(kMemFullErr, result);
     }
     return 0;
 }
