@@ -9,7 +9,9 @@
 // counted, and never failed, since a failure there cannot break a promise the tests check.
 //
 // The wrappers take the arguments of the calls they stand for and answer as they do: -1 (or a
-// null pointer) with errno set on failure.
+// null pointer) with errno set on failure. In a confined call (platform/confinement.h) those that
+// name an item check it first and act on it beneath the allowed folder; a refused one fails with
+// EACCES.
 #ifndef ZERB_PLATFORM_SYSTEM_CALLS_H
 #define ZERB_PLATFORM_SYSTEM_CALLS_H
 
