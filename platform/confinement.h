@@ -4,10 +4,11 @@
 // beside them. A refused touch fails with EACCES and marks the call, which then answers the
 // policy error as a whole.
 //
-// Where the kernel has openat2, a touch is made beneath the allowed folder's descriptor
-// (RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS): the parent of the item is opened from the folder,
-// and the operation acts on the item's name in that parent, so a link swapped in after the check
-// cannot lead outside. Without openat2 the touch is made by path right after the check.
+// A touch is made beneath the allowed folder: the parent of the item is opened from the folder's
+// descriptor with openat2 (RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS), or without openat2 one name
+// at a time with O_NOFOLLOW (the checked path is real, so it holds no link), and the operation
+// acts on the item's name in that parent. A link swapped in after the check cannot lead outside.
+// Only looks at the status of the folders above an allowed one are made by path.
 #ifndef ZERB_PLATFORM_CONFINEMENT_H
 #define ZERB_PLATFORM_CONFINEMENT_H
 
@@ -50,9 +51,9 @@ bool Zb7_Confined();
 
 // The item at `path` (absolute, or relative to the folder open at dirFd) resolved and checked for
 // the calling thread's call. Without confinement it names the item as given. Otherwise it names
-// the item's last name in its parent opened beneath the allowed folder (where the kernel can),
-// and `followed` says that a link at the end was already resolved, so the operation must not
-// follow one (one swapped in since is then acted on as itself).
+// the item's last name in its parent opened beneath the allowed folder, and `followed` says that
+// a link at the end was already resolved, so the operation must not follow one (one swapped in
+// since is then acted on as itself).
 class ZbConfinedItem {
 public:
     // False when the touch is refused (errno EACCES, the call marked) or the parent cannot be
@@ -69,7 +70,8 @@ private:
 
 // Opens `path` as openat(dirFd, path, flags, mode) would, under the thread's confinement: read
 // access, or write access for flags that write, truncate or create. The item is opened beneath
-// the allowed folder where the kernel can. -1 with errno on failure or refusal.
+// the allowed folder, never through a link at its end that was swapped in after the check. -1
+// with errno on failure or refusal.
 int Zb7_ConfinedOpen(int dirFd, const char *path, int flags, unsigned mode = 0);
 
 // For walks, which leave out what the call may not see instead of being refused: where the item

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <linux/openat2.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -154,25 +155,59 @@ std::string Check(const ZbConfinement &c, int dirFd, const char *path, ZbAccess 
     return real;
 }
 
-// Opens the folder `relative` (or the folder itself for "") beneath `folder`: -1 with errno, and
-// EACCES when a link on the way leads out. ENOSYS when the kernel has no openat2.
+// Whether a name that could not be opened without following links is a link: one swapped in
+// since the check, as a real path holds none.
+bool SwappedLink(int dirFd, const char *name, int error) {
+    struct stat st;
+    return (error == ELOOP || error == ENOTDIR) && fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISLNK(st.st_mode);
+}
+
+// Without openat2: the same walk one name at a time from the root, none of them followed if it
+// is a link. On a path without links that holds as RESOLVE_BENEATH does.
+int WalkBeneath(const std::string &folder, const std::string &relative, int flags, unsigned mode) {
+    const std::string whole = folder.substr(1) + (relative.empty() || folder == "/" ? "" : "/") + relative;
+    ZbUniqueFd at{open("/", O_PATH | O_DIRECTORY | O_CLOEXEC)};
+    size_t start = 0;
+    for (size_t slash; at.fd >= 0 && (slash = whole.find('/', start)) != std::string::npos; start = slash + 1) {
+        const std::string name = whole.substr(start, slash - start);
+        const int next = openat(at.fd, name.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (next < 0) {
+            const int error = errno;
+            if (SwappedLink(at.fd, name.c_str(), error)) return Refuse(), -1;
+            errno = error;
+            return -1;
+        }
+        at.Reset(next);
+    }
+    if (at.fd < 0) return -1;
+    const std::string last = start < whole.size() ? whole.substr(start) : ".";
+    const int fd = openat(at.fd, last.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, mode);
+    if (fd < 0) {
+        const int error = errno;
+        if (SwappedLink(at.fd, last.c_str(), error)) return Refuse(), -1;
+        errno = error;
+    }
+    return fd;
+}
+
+// Opens `relative` (a part of a real path: no link, "." or ".."; "" for the folder itself)
+// beneath `folder`: -1 with errno, and EACCES (the call refused) when a link on the way leads out.
 int OpenBeneath(const std::string &folder, const std::string &relative, int flags, unsigned mode) {
-    if (gOpenat2.IsMissing()) {
-        errno = ENOSYS;
-        return -1;
+    if (!gOpenat2.IsMissing()) {
+        // The folder's path is real: a link met on it was swapped in since the policy was read.
+        const long top = Openat2(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY, 0, RESOLVE_NO_SYMLINKS);
+        if (top >= 0) {
+            const ZbUniqueFd topFd{static_cast<int>(top)};
+            const long fd = Openat2(topFd.fd, relative.empty() ? "." : relative.c_str(), flags, mode,
+                                    RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS);
+            if (fd < 0 && errno == EXDEV) Refuse();
+            return int(fd);
+        }
+        if (errno == ELOOP) return Refuse(), -1;
+        if (!gOpenat2.Lacks(errno)) return -1;
     }
-    // The folder's path is real: a link met on it was swapped in since the policy was read.
-    const long top = Openat2(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY, 0, RESOLVE_NO_SYMLINKS);
-    if (top < 0) {
-        if (gOpenat2.Lacks(errno)) errno = ENOSYS;
-        else if (errno == ELOOP) errno = EACCES;
-        return -1;
-    }
-    const ZbUniqueFd topFd{static_cast<int>(top)};
-    const long fd = Openat2(topFd.fd, relative.empty() ? "." : relative.c_str(), flags, mode,
-                            RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS);
-    if (fd < 0 && errno == EXDEV) Refuse();
-    return int(fd);
+    return WalkBeneath(folder, relative, flags, mode);
 }
 
 }  // namespace
@@ -212,16 +247,10 @@ bool ZbConfinedItem::Resolve(int dirFd, const char *path, ZbAccess access, bool 
     const size_t slash = relative.rfind('/');
     const int fd = OpenBeneath(*folder, slash == std::string::npos ? "" : relative.substr(0, slash),
                                O_PATH | O_DIRECTORY, 0);
-    if (fd < 0) {
-        if (errno != ENOSYS) return false;
-        // No openat2: by the checked path, right after the check.
-        name_ = real;
-        this->dirFd = AT_FDCWD;
-    } else {
-        parent_.Reset(fd);
-        name_ = relative.substr(slash == std::string::npos ? 0 : slash + 1);
-        this->dirFd = parent_.fd;
-    }
+    if (fd < 0) return false;
+    parent_.Reset(fd);
+    name_ = relative.substr(slash == std::string::npos ? 0 : slash + 1);
+    this->dirFd = parent_.fd;
     this->path = name_.c_str();
     followed = followLast;
     return true;
@@ -236,10 +265,8 @@ int Zb7_ConfinedOpen(int dirFd, const char *path, int flags, unsigned mode) {
     const std::string *folder;
     const std::string real = Check(*c, dirFd, path, writes ? ZbAccess::write : ZbAccess::read, follow, folder);
     if (real.empty()) return -1;
-    const int fd = OpenBeneath(*folder, real.substr(std::min(real.size(), folder->size() + (*folder == "/" ? 0 : 1))),
-                               flags, mode);
-    if (fd >= 0 || errno != ENOSYS) return fd;
-    return openat(AT_FDCWD, real.c_str(), flags, mode);
+    return OpenBeneath(*folder, real.substr(std::min(real.size(), folder->size() + (*folder == "/" ? 0 : 1))), flags,
+                       mode);
 }
 
 ZbPlace Zb7_ConfinementPlace(const ZbConfinement &confinement, const std::string &path) {
