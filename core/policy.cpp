@@ -98,7 +98,8 @@ bool ReadDenials(const JsonValue &value, const std::string &where, std::vector<s
                      (item.IsString() ? ": " + std::string(item.GetString(), item.GetStringLength()) : std::string());
             return false;
         }
-        // Version and Control stay available whatever the policy says (the dispatcher does not ask about them).
+        // Version and Control stay available whatever the policy says (the dispatcher does not ask
+        // about them).
         if (id != kZbFnVersion && id != kZbFnControl) denied.push_back(id);
     }
     return true;
@@ -187,18 +188,17 @@ std::string RealFolder(const std::string &folder) {
     return clean.empty() ? "/" : clean;
 }
 
-bool Within(const std::string &path, const std::string &folder) {
-    return folder == "/" || path == folder ||
-           (path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/');
-}
-
 // The part of the folders `a` that also lies in the folders `b`.
 std::vector<std::string> Meet(const std::vector<std::string> &a, const std::vector<std::string> &b) {
     std::vector<std::string> out;
+    const auto withinOneOf = [](const std::string &path, const std::vector<std::string> &folders) {
+        return std::any_of(folders.begin(), folders.end(),
+                           [&](const std::string &f) { return Zb7_PathWithin(path, f); });
+    };
     for (const std::string &f : a)
-        if (std::any_of(b.begin(), b.end(), [&](const std::string &g) { return Within(f, g); })) out.push_back(f);
+        if (withinOneOf(f, b)) out.push_back(f);
     for (const std::string &g : b)
-        if (std::any_of(a.begin(), a.end(), [&](const std::string &f) { return Within(g, f); })) out.push_back(g);
+        if (withinOneOf(g, a)) out.push_back(g);
     std::sort(out.begin(), out.end());
     out.erase(std::unique(out.begin(), out.end()), out.end());
     return out;

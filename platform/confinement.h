@@ -46,8 +46,8 @@ private:
     bool active_;
 };
 
-// Whether the calling thread runs confined.
-bool Zb7_Confined();
+// Whether the path lies in the folder or is the folder (both real paths).
+bool Zb7_PathWithin(const std::string &path, const std::string &folder);
 
 // The item at `path` (absolute, or relative to the folder open at dirFd) resolved and checked for
 // the calling thread's call. Without confinement it names the item as given. Otherwise it names

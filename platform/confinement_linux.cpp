@@ -39,17 +39,11 @@ bool Refuse() {
     return false;
 }
 
-bool Inside(const std::string &path, const std::string &folder) {
-    if (folder == "/") return true;
-    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
-           (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 // The folder of `folders` that holds `path` (the longest), or null.
 const std::string *Holder(const std::vector<std::string> &folders, const std::string &path) {
     const std::string *best = nullptr;
     for (const std::string &f : folders)
-        if (Inside(path, f) && (!best || f.size() > best->size())) best = &f;
+        if (Zb7_PathWithin(path, f) && (!best || f.size() > best->size())) best = &f;
     return best;
 }
 
@@ -109,7 +103,7 @@ const std::string *AllowingFolder(const ZbConfinement &c, const std::string &rea
     if (access == ZbAccess::write || access == ZbAccess::remove) {
         const std::string *f = Holder(c.write, real);
         // A write folder itself is never removed or renamed away.
-        return f && access == ZbAccess::remove && *f == real && real != "/" ? nullptr : f;
+        return f && access == ZbAccess::remove && *f == real ? nullptr : f;
     }
     if (const std::string *f = Holder(c.write, real)) return f;
     return Holder(c.read, real);
@@ -119,7 +113,7 @@ const std::string *AllowingFolder(const ZbConfinement &c, const std::string &rea
 bool AboveAFolder(const ZbConfinement &c, const std::string &real) {
     for (const auto *list : {&c.read, &c.write})
         for (const std::string &f : *list)
-            if (Inside(f, real)) return true;
+            if (Zb7_PathWithin(f, real)) return true;
     return false;
 }
 
@@ -224,7 +218,11 @@ ZbConfinedCall::~ZbConfinedCall() {
 
 bool ZbConfinedCall::Refused() const { return active_ && tState.refused; }
 
-bool Zb7_Confined() { return Current() != nullptr; }
+bool Zb7_PathWithin(const std::string &path, const std::string &folder) {
+    if (folder == "/") return true;
+    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+           (path.size() == folder.size() || path[folder.size()] == '/');
+}
 
 bool ZbConfinedItem::Resolve(int dirFd, const char *path, ZbAccess access, bool followLast) {
     this->dirFd = dirFd;
