@@ -32,6 +32,12 @@ namespace zerbtest {
 // reports a failed exec, a preloaded library that reaches the emulated program.
 constexpr bool kUnderEmulation = sizeof(ZERB_RUN_PREFIX) > 1;
 constexpr char kEmulationSkip[] = "qemu-user lacks what this test needs (see kUnderEmulation)";
+// Whether the tests run with AddressSanitizer, whose quarantine keeps freed memory in the peak.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
 
 // A handler linked into the tests, called in this process with text parameters (as function
 // `id`): its answer as UTF-8.
