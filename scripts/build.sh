@@ -16,5 +16,8 @@ else
   dir=${1:-${BUILD_DIR:-$root/build}}
 fi
 shift || true
-cmake -S "$root" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${cross[@]}" "$@" >/dev/null
+# ccache, where the machine has it, keeps the objects of the previous build (CI builds four times).
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+cmake -S "$root" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" "${cross[@]}" "$@" >/dev/null
 cmake --build "$dir" -j2

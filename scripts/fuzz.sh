@@ -9,7 +9,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/setup.sh" clang libclang-rt-14-dev
 
 build="$root/build-fuzz"
-cmake -S "$root" -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DZERB_FUZZ=ON -DZERB_TESTS=OFF \
+launcher=()
+command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+cmake -S "$root" -B "$build" -DCMAKE_CXX_COMPILER=clang++ -DZERB_FUZZ=ON -DZERB_TESTS=OFF "${launcher[@]}" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build" -j2 --target fuzzers
 

@@ -9,5 +9,5 @@ bash "$root/scripts/setup.sh" libimage-exiftool-perl exiv2 golang-github-rwcarls
   golang-github-disintegration-imaging-dev libjpeg-turbo-progs imagemagick ffmpeg ghostscript
 bash "$root/scripts/build.sh" --arm64 "$root/build-arm64"
 [ -x "$root/build/fmxhost" ] || bash "$root/scripts/build.sh" "$root/build"
-(cd "$root/build-arm64" && ctest --output-on-failure)
+(cd "$root/build-arm64" && ctest -j2 --output-on-failure)
 bash "$root/tests/compare_architectures.sh" "$root/build" "$root/build-arm64"
